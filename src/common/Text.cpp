@@ -1,0 +1,7 @@
+#include "common/Text.h"
+
+#include <QCoreApplication>
+
+QString localizedText(const char *key) {
+    return qtTrId(key);
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include <QMap>
+#include <QNetworkCookie>
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+
+// The client identity offered to a TLS server.
+struct ClientIdentity {
+    QString label;
+    // Files, or PKCS#11 URIs; a PKCS#12 file holds both.
+    QString certificate;
+    QString privateKey;
+    // "PEM", "P12" or "ENG"
+    QString type;
+    QString passphrase;
+};
+
+// What a session needs to reach its server. A live part of the session, shared by reference: the
+// schemes, the cookies and, during discovery, the users and the certificate check are written
+// while it is in use. A change applies to the next request.
+class ASHttpConnectInfo {
+  public:
+    bool isUseAuthorization = false;         // answer a 401 with username and password
+    bool isUseProxy = false;                 // needs proxyHost and proxyPort as well
+    bool isUseProxyHTTPS = false;            // the proxy serves https URLs, else http ones
+    bool isUseProxyAuthorization = false;    // answer a 407
+    bool validatesSecureCertificate = true;  // false: neither chain nor host name is checked
+    QString username;
+    QString password;
+    // "Basic" or "Digest" after a first challenge; null makes the next request wait for one.
+    QString authenticationScheme;
+    QString proxyHost;
+    std::optional<int> proxyPort;
+    QString proxyUsername;
+    QString proxyPassword;
+    QString proxyAuthenticationScheme;
+    QList<ClientIdentity> clientCertificates;
+
+    // The text of a "Cookie" field, null without cookies. Every cookie goes with every request.
+    QString cookieValue() const;
+    // Keeps the cookies of a response, a later one of the same name replacing the earlier.
+    void setCookie(const QVariantMap &responseHeader, const QUrl &forURL);
+
+  private:
+    mutable std::mutex cookieMutex;
+    QMap<QString, QNetworkCookie> myCookies;
+};

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include <QDateTime>
+#include <QHash>
+#include <QString>
+#include <QUrl>
+#include <QVariant>
+
+#include "common/Error.h"
+#include "platform/fuse/FileAttributes.h"
+#include "webdav/LockDiscovery.h"
+
+class ASXMLDomNode;
+class ASXMLDomParser;
+class VDWebDAVConnect;
+
+// One item on the server with all that the server says about it. A failed read is a record with
+// `error` set and everything else at its default, so test `error` first. References are shared;
+// a record has no lock of its own. A null string or an invalid date means "not told".
+struct WebDavResource {
+    QUrl serverRoot;
+    QString relativePath;
+    int contentType = 0;  // 0 a folder, 1 a file
+    qint64 fileSize = 0;
+    QDateTime fileCreationDate;
+    QDateTime fileLastModified;
+    QDateTime fileUploadDate;
+    QDateTime fileChangeDate;
+    QString md5;
+    QString creationUser;
+    QString modificationUser;
+    QString fileComment;
+    QString expire;
+    qint64 lockType = 0;  // 0 none, 1 read-only mark, 2 locked
+    QString readonlyOwner;
+    std::shared_ptr<LockDiscovery> lockDiscovery;
+    QString webPublicAddress;
+    QString folderType;
+    QString publicHostFromServer;
+    bool isApproval = false;
+    bool isReport = false;
+    bool permissionReadOnly = false;
+    std::shared_ptr<AttributeMap> extendAttrs;
+    std::optional<Error> error;
+    bool isWebDelivery = false;
+    bool isSuspend = false;
+    QString encryptsha;
+    QVariant version;
+
+    static std::shared_ptr<WebDavResource> createWebDAVItem(VDWebDAVConnect &session,
+                                                            const QUrl &serverRoot,
+                                                            const QString &path);
+    static std::shared_ptr<WebDavResource> parsePropertyXML(const ASXMLDomParser &parser);
+    static QHash<QString, std::shared_ptr<WebDavResource>> createFromHash(
+        const QHash<QString, std::shared_ptr<ASXMLDomNode>> &nodes, const QUrl &serverRoot,
+        const QString &publicHostFromServer);
+    static std::shared_ptr<WebDavResource> createNewFileIsDirectory(bool isDirectory);
+    static std::shared_ptr<WebDavResource> createFromLocalFile(const QString &path);
+    static void updateFromLocalFile(const QString &path,
+                                    const std::shared_ptr<WebDavResource> &resource,
+                                    bool isCalcMD5);
+
+    QString fullPath() const;
+    QString fileName() const;
+    QString publicHost() const;
+    // Writes into extendAttrs where it is set, and returns that same object.
+    std::shared_ptr<AttributeMap> fileInfomation() const;
+    QString getColumnValue() const;
+    void fileWebPublicCancel(VDWebDAVConnect &session);
+    QString fileDeliveryOperate(VDWebDAVConnect &session, const void *webPublicParameter,
+                                bool isChanged);
+    void fileLockOperate(VDWebDAVConnect &session, bool lockFlg);
+    void fileReadOnlyOperate(VDWebDAVConnect &session, bool readOnlyFlg);
+    void setCreationDate(const QDateTime &date) { fileCreationDate = date; }
+    void setLastModified(const QDateTime &date) { fileLastModified = date; }
+};

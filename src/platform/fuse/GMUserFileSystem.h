@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <QStringList>
+
+#include "common/Error.h"
+#include "platform/fuse/GMUserFileSystemDelegate.h"
+
+// The kernel side of a volume: mounts it, turns kernel requests into delegate operations one at a
+// time on a thread of its own, and brings it down without losing a handle.
+class GMUserFileSystem {
+  public:
+    // The mount's fate, told on the host's thread to whoever subscribed.
+    enum class Notification {
+        kGMUserFileSystemDidMount,
+        kGMUserFileSystemMountFailed,  // with the error
+        kGMUserFileSystemDidUnmount,   // the loop has ended and every handle was released
+    };
+    using Observer = std::function<void(Notification, const GMUserFileSystem *sender,
+                                        const std::optional<Error> &)>;
+
+    // Process-wide subscription, as notifications reach every subscriber whoever sends them.
+    // The returned number unsubscribes. Safe from any thread, also from inside an observer.
+    static int subscribe(Observer observer);
+    static void unsubscribe(int subscription);
+
+    GMUserFileSystem(std::shared_ptr<GMUserFileSystemDelegate> delegate, bool isThreadSafe);
+    ~GMUserFileSystem();
+    GMUserFileSystem(const GMUserFileSystem &) = delete;
+    GMUserFileSystem &operator=(const GMUserFileSystem &) = delete;
+
+    // Returns at once; the outcome comes as a notification. A mount point whose last folder is
+    // missing is made, and removed again after the unmount.
+    void mountAtPath(const QString &path, const QStringList &options, bool shouldForeground,
+                     bool detachNewThread);
+
+    enum class UnmountMode {
+        kPlain,  // as umount(8): refused while a program uses the volume
+        kForce,  // detaches the volume, then releases every open handle to the delegate
+    };
+    // Asks for the unmount; its end comes as kGMUserFileSystemDidUnmount. False, with EBUSY for a
+    // plain unmount of a volume in use, when the volume stays mounted.
+    bool unmount(UnmountMode mode = UnmountMode::kForce, ErrorOut error = nullptr);
+
+    // Blocks until the host's thread has ended. Returns at once if it never ran.
+    void waitUntilEnded();
+    bool isMounted() const;
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> impl;
+};

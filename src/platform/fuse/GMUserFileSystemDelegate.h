@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include <QStringList>
+
+#include "common/Error.h"
+#include "platform/fuse/FileAttributes.h"
+
+// What a delegate keeps for an open handle; the host only carries it.
+struct HandleData {
+    virtual ~HandleData() = default;
+};
+using HandlePtr = std::shared_ptr<HandleData>;
+
+// The volume behind a host. Paths are relative to the mount, begin with "/" and are in composed
+// form. Operations come one at a time on the host's thread; each reports errors of kPosixDomain,
+// and the host maps errors of any other domain. Operations that change the volume and are not
+// overridden answer EROFS.
+class GMUserFileSystemDelegate {
+  public:
+    virtual ~GMUserFileSystemDelegate() = default;
+
+    virtual void willMount() {}
+    virtual void willUnmount() {}
+
+    // The names in a folder, or nothing on failure.
+    virtual std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path,
+                                                                 ErrorOut error) = 0;
+    // Whether the last listing of the parent told the item to be a folder; nothing where it did not
+    // say. Never asks a server: it only spares the kernel a question.
+    virtual std::optional<bool> isKnownDirectory(const QString &path);
+    // Attributes, or null on failure. Null with no error set counts as EIO.
+    virtual std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path,
+                                                                 const HandlePtr &userData,
+                                                                 ErrorOut error) = 0;
+    virtual AttributeMap attributesOfFileSystemForPath(const QString &path, ErrorOut error) = 0;
+    virtual std::optional<QByteArray> valueOfExtendedAttribute(const QString &name,
+                                                               const QString &ofItemAtPath,
+                                                               qint64 position, ErrorOut error) = 0;
+
+    // mode: the low two bits of the open flags (O_RDONLY, O_WRONLY, O_RDWR).
+    virtual bool openFileAtPath(const QString &path, int mode, HandlePtr *userData,
+                                ErrorOut error) = 0;
+    // Bytes read, 0 at the end of the file, -1 on failure.
+    virtual int readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer,
+                               size_t size, qint64 offset, ErrorOut error) = 0;
+    virtual void releaseFileAtPath(const QString &path, const HandlePtr &userData) = 0;
+
+    virtual bool createFileAtPath(const QString &path, const AttributeMap &attributes, int flags,
+                                  HandlePtr *userData, ErrorOut error);
+    virtual int writeFileAtPath(const QString &path, const HandlePtr &userData, const char *buffer,
+                                size_t size, qint64 offset, ErrorOut error);
+    virtual bool createDirectoryAtPath(const QString &path, const AttributeMap &attributes,
+                                       ErrorOut error);
+    virtual bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error);
+    virtual bool removeItemAtPath(const QString &path, ErrorOut error);
+    virtual bool removeDirectoryAtPath(const QString &path, ErrorOut error);
+    virtual bool setAttributes(const AttributeMap &attributes, const QString &ofItemAtPath,
+                               const HandlePtr &userData, ErrorOut error);
+};

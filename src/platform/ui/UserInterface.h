@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// A question or a message as the program sees it, whatever draws it.
+struct Alert {
+    QString title;
+    QString text;
+    QString informativeText;
+    // buttons[0] is the default, the one a cancelled or unanswered alert counts as.
+    QStringList buttons;
+};
+
+// What a login form holds. The title is empty for a server's form.
+struct LoginQuestion {
+    QString title;
+    QString username;
+    QString password;
+};
+
+// The one road from the program's logic to a person. All calls come on the main thread; worker
+// threads go through VDCommonUtils::showAlert and execMainThread.
+class UserInterface {
+  public:
+    virtual ~UserInterface() = default;
+
+    // Runs the alert until it is answered; the index of the chosen button. 0 where nobody can
+    // answer.
+    virtual int runAlert(const Alert &alert) = 0;
+    // Shows a login form filled with the question and waits; true with the fields changed when it
+    // was accepted, false when it was cancelled or nobody can answer.
+    virtual bool runLogin(LoginQuestion &question) = 0;
+    // Opens a folder in the user's file viewer, where there is one.
+    virtual void openFolder(const QString &path) = 0;
+
+    // The interface of this process; never null. Before install() it is one that answers nothing.
+    static UserInterface &current();
+    // Not owned. Null puts the silent one back.
+    static void install(UserInterface *interface);
+};

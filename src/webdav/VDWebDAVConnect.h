@@ -1,0 +1,215 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QMap>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+#include <QVariantMap>
+
+#include "common/Error.h"
+#include "http/ASHttpConnectInfo.h"
+#include "webdav/ContentSource.h"
+#include "webdav/ServerNames.h"
+
+class ASWDCmd;
+class ASWDCmdBase;
+class ASWDCmdPut;
+class DownloadThread;
+class UploadThread;
+struct LockDiscovery;
+struct ServerCollectionContainer;
+struct WebPublicParameter;
+
+using CommandPtr = std::shared_ptr<ASWDCmdBase>;
+using HeaderFields = QMap<QString, QString>;
+
+// Carries a second result out of a listing.
+struct Writable {
+    bool writable = false;
+};
+
+// Which names of a listing are folders, where the server's own spelling tells.
+struct ListingTypes {
+    bool known = false;
+    QSet<QString> collections;  // keys as in the listing
+};
+
+// The session with one server mount; every server operation is one of its blocking operations.
+// Paths are volume paths beginning with "/", joined to mountUrl. Any thread may call any operation;
+// the fields are settled by discovery before the session is shared.
+//
+// Errors are of kConnectErrorDomain unless said; each operation maps statuses by a table of its
+// own.
+class VDWebDAVConnect : public ContentSource {
+  public:
+    VDWebDAVConnect(std::shared_ptr<ASHttpConnectInfo> connectInfo, const QString &requestURL);
+    ~VDWebDAVConnect() override;
+
+    // Core.
+    std::atomic<int> falseCount{0};
+    bool isDAV = false;
+    bool mountRoot = false;
+    QString velmoraVersion;
+    QUrl mountUrl;   // after discovery without ${user} and ${primary}
+    QUrl serverUrl;  // scheme, host and port
+    std::shared_ptr<ASHttpConnectInfo> coninfo;
+    qint64 velmoraPermission = 0;
+    qint64 uploadDivideSize = 0;  // bytes an upload part; 0 or less: undivided
+    QString encryptKey;
+    QString user;
+    QString primary;
+    QString serverUser;
+    QString publicHost;  // no trailing "/"
+    qint64 cryptofileversion = 0;
+
+    void countReset();
+    void addFalseCount();
+    bool isDarby() const;
+    void setDarby();
+    // Runs the command to its end on this thread's run loop. True means that the exchange ended,
+    // not that it worked. False with no error set when it never started.
+    bool execute(ASWDCmd &command, ErrorOut error);
+    QString connectLog(const ASWDCmd &command, ErrorOut error) const;
+    bool cmdLog(const ASWDCmd &command, ErrorOut error) const;
+    QString replaceUserPath(const QString &url) const;
+    QString excludeReplaceString(const QString &url) const;
+    void webExceptionProcess(const void *object);
+
+    // Discovery.
+    bool IsDAVServer(const QString &path, ErrorOut error);
+    bool IsDAVServer(const QString &path, bool force, ErrorOut error);
+    bool IsDAVServerInternal(const QString &path, ErrorOut error);
+    bool isVelmora(const QString &path, bool forceCheck, ErrorOut error);
+    bool isVelmora(const QString &path, ErrorOut error);
+    // What discovery found; asks nobody. Decides between the two kinds of requests.
+    bool isVelmora() const { return velmora; }
+
+    // Listing and property reads.
+    QMap<QString, QString> getFileList(const QString &path, ErrorOut error);
+    // Decoded, decomposed name to the server's own. An error is told from an empty folder by the
+    // error.
+    QMap<QString, QString> getFileList(const QString &path, Writable *writable, ErrorOut error,
+                                       ListingTypes *types = nullptr);
+    CommandPtr getCollectionProperty(const QString &path, ErrorOut error);
+    CommandPtr getCollectionProperty(const QString &path, const QString &propName, ErrorOut error);
+    CommandPtr getCollectionProperty(const QString &path, const QStringList &propNames,
+                                     ErrorOut error);
+    CommandPtr getItemProperty(const QString &path, ErrorOut error);
+    CommandPtr getItemProperty(const QString &path, const QStringList &propNames,
+                               const QStringList &nameSpaces, ErrorOut error);
+    CommandPtr getItemProperty(const QString &path, const QStringList &propNames,
+                               const QStringList &nameSpaces, const HeaderFields &headers,
+                               ErrorOut error);
+    QString getItemProperty(const QString &path, const QString &propName, const QString &nameSpace,
+                            ErrorOut error) override;
+    bool IsCollection(const QString &path, ErrorOut error);
+    bool fileExsits(const QString &path, ErrorOut error);
+    bool headMethod(const QString &url, ErrorOut error);
+
+    // Item changes and property writes. A null QString value removes the property.
+    bool fileMoveFrom(const QString &from, const QString &to, ErrorOut error);
+    bool fileMoveFrom(const QString &from, const QString &to, bool overWrite, ErrorOut error);
+    bool fileMoveFrom(const QString &from, const QString &to, bool overWrite,
+                      const std::shared_ptr<LockDiscovery> &lock, ErrorOut error);
+    bool fileMoveFrom(const QString &from, const QString &to, bool overWrite,
+                      const QList<std::shared_ptr<LockDiscovery>> &locks, ErrorOut error);
+    bool fileCopyFrom(const QString &from, const QString &to, bool overWrite, ErrorOut error);
+    bool fileCopyFrom(const QString &from, const QString &to, bool overWrite,
+                      const std::shared_ptr<LockDiscovery> &lock, ErrorOut error);
+    bool fileDelete(const QString &path, ErrorOut error);
+    bool fileMakeDirectory(const QString &path, ErrorOut error);
+    CommandPtr putProperty(const QString &path, const QString &propName, const QString &propValue,
+                           const QString &nameSpace, ErrorOut error);
+    CommandPtr putProperty(const QString &path, const QString &propName, const QString &propValue,
+                           const QString &nameSpace, const HeaderFields &headers, ErrorOut error);
+    CommandPtr putProperties(const QString &path, const HeaderFields &props,
+                             const QString &nameSpace, const HeaderFields &headers, ErrorOut error);
+    CommandPtr putProperties(const QString &path, const HeaderFields &props,
+                             const QString &nameSpace, const HeaderFields &headers,
+                             bool sendAsCDATA, ErrorOut error);
+    CommandPtr putProperties(const QString &path, const HeaderFields &props,
+                             const QString &nameSpace, const HeaderFields &headers,
+                             bool sendAsCDATA, const std::shared_ptr<LockDiscovery> &lock,
+                             ErrorOut error);
+    bool removeProperty(const QString &path, const QString &propName, const QString &nameSpace,
+                        ErrorOut error);
+
+    // Locks.
+    bool fileLock(const QString &path, ErrorOut error);
+    bool fileLock(const QString &path, int timeout,
+                  const std::shared_ptr<LockDiscovery> &prevLockDiscovery,
+                  std::shared_ptr<LockDiscovery> *lockDiscovery, ErrorOut error);
+    bool fileLock(const QString &path, int timeout, bool shared, qint64 lockFileAccess,
+                  qint64 lockFileShare, const std::shared_ptr<LockDiscovery> &prevLockDiscovery,
+                  std::shared_ptr<LockDiscovery> *lockDiscovery, ErrorOut error);
+    bool fileUnlock(const QString &path, ErrorOut error);
+    bool fileUnlock(const QString &path, const std::shared_ptr<LockDiscovery> &lockDiscovery,
+                    ErrorOut error);
+    std::shared_ptr<LockDiscovery> getLock(const QString &path, ErrorOut error);
+
+    // Downloads and queries.
+    bool fileDownload(const QString &localPath, const QString &srcpath, const void *dammy,
+                      ErrorOut error);
+    QByteArray filePartDownloadWithSrcpath(const QString &path, qint64 startBytes, qint64 endBytes,
+                                           ErrorOut error, RangeAnswer *answer = nullptr) override;
+    QByteArray getMD5(const QString &path, qint64 from, qint64 to, ErrorOut error);
+    static QByteArray hexStringtoByte(const QString &text);
+    qint64 getFIleSize(const QString &path, qint64 reqsize, ErrorOut error);
+    qint64 getFIleSize(const QString &path, qint64 reqsize,
+                       std::shared_ptr<LockDiscovery> *lockDiscovery, ErrorOut error);
+
+    // Transfers; implemented beside the threads they start, in src/transfer.
+    bool fileUpload(const QString &localPath, const QString &serverPath, const QString &lockToken,
+                    ErrorOut error);
+    bool fileUpload(const QString &localPath, const QString &serverPath, const QString &lockToken,
+                    const std::shared_ptr<ASWDCmdPut> &cmd, const std::atomic<bool> *stopFlg,
+                    bool openProgress, ErrorOut error);
+    bool uploadPartFrom(qint64 from, qint64 to, const QString &localpath, const QString &serverPath,
+                        const QString &lockToken, const std::shared_ptr<ASWDCmdPut> &cmd,
+                        ErrorOut error);
+    std::shared_ptr<UploadThread> fileUpload(const QString &localPath, const QString &serverPath,
+                                             qint64 startBytes, bool enableResume,
+                                             const QString &lockToken, ErrorOut error);
+    std::shared_ptr<UploadThread> fileUpload(const QString &localPath, const QString &serverPath,
+                                             qint64 startBytes, qint64 endBytes, bool enableResume,
+                                             const QString &lockToken, ErrorOut error);
+    std::shared_ptr<DownloadThread> fileDownload(const QString &localPath, const QString &srcpath,
+                                                 ErrorOut error);
+    std::shared_ptr<DownloadThread> fileDownload(const QString &localPath, const QString &srcpath,
+                                                 qint64 startBytes, ErrorOut error);
+    std::shared_ptr<DownloadThread> fileDownload(const QString &localPath, const QString &srcpath,
+                                                 qint64 startBytes, qint64 endBytes,
+                                                 ErrorOut error);
+    std::shared_ptr<DownloadThread> fileDownload(const QString &localPath, const QString &srcpath,
+                                                 qint64 startBytes, qint64 endBytes,
+                                                 const QString &eKey, ErrorOut error);
+
+    // Extensions of the vendor's server.
+    QString fileSetWebPublic(const QString &path, const WebPublicParameter &webPublicParam,
+                             bool isChange, bool isDelivery, ErrorOut error);
+    bool fileCancelWebPublic(const QString &path, const WebPublicParameter &webPublicParam,
+                             ErrorOut error);
+    bool fileCancelWebPublic(const QString &path, const QString &webPublicAddress, ErrorOut error);
+    bool fileSetReadOnly(const QString &path, bool setReadOnly, ErrorOut error);
+    bool setFileExpire(const QString &path, const QDateTime &expire, ErrorOut error);
+    CommandPtr getFileVersioning(const QString &path, const QStringList &propName, ErrorOut error);
+    QString getQuotaString(const QString &path, ErrorOut error);
+    std::shared_ptr<ServerCollectionContainer> getServerDefault(const QString &path,
+                                                                bool isDelivery, ErrorOut error);
+    std::shared_ptr<WebPublicParameter> getWebPublicParameter(const QString &path, ErrorOut error);
+    QByteArray postMethod(const QString &url, const QVariantMap &paramsData, ErrorOut error);
+
+    // How the server itself spells the names of its items.
+    ServerNames serverNames;
+
+  private:
+    bool velmora = false;
+};
