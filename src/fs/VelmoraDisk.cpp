@@ -1,0 +1,145 @@
+// The life of a mount: what the volume owns, and how it comes and goes.
+
+#include "fs/VelmoraDisk.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QMetaObject>
+
+#include "cache/AccessControler.h"
+#include "cache/CacheController.h"
+#include "cache/FileSystemInfoCache.h"
+#include "cache/MetaDataCache.h"
+#include "cache/VirtualStoreControler.h"
+#include "lock/VDLockController.h"
+#include "platform/system/FavoritesList.h"
+#include "platform/ui/UserInterface.h"
+#include "webdav/VDWebDAVConnect.h"
+
+namespace {
+
+QString cacheFilePath(const QString &mountPath) {
+    return QStringLiteral("%1/.VelmoraDisk_Store/%2%3")
+        .arg(QDir::homePath(), mountPath, QStringLiteral(".VelmoraDiskcache"));
+}
+
+// The person's side is the main thread's; a host's thread only leaves it a note.
+void onMainThread(std::function<void()> work) {
+    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(work), Qt::QueuedConnection);
+}
+
+}  // namespace
+
+VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect, std::weak_ptr<MountOwner> startupmenu,
+                         const QString &mountPath, const QString &connectionName)
+    : connectionName(connectionName),
+      DAVConnection(std::move(connect)),
+      startupmenu(std::move(startupmenu)),
+      metaDataCache(std::make_shared<MetaDataCache>()),
+      virtualStoreCtl(std::make_unique<VirtualStoreControler>(mountPath)),
+      sysInfoCache(std::make_unique<FileSystemInfoCache>()),
+      accessCol(std::make_unique<AccessControler>()),
+      lockCtr(std::make_shared<VDLockController>(DAVConnection, mountPath, connectionName)),
+      cacheCtr(std::make_unique<CacheController>(DAVConnection, cacheFilePath(mountPath))),
+      currentMountPath(mountPath) {
+    cacheCtr->setMetadataCache(metaDataCache);
+}
+
+VelmoraDisk::~VelmoraDisk() {
+    removeSidebarEntry();
+    GMUserFileSystem::unsubscribe(mountSubscription);
+    GMUserFileSystem::unsubscribe(unmountSubscription);
+    metaDataCache->dispose();
+    lockCtr->dispose();
+}
+
+QString VelmoraDisk::mountPath() const {
+    const std::lock_guard lock(mountMutex);
+    return currentMountPath;
+}
+
+void VelmoraDisk::willMount() {
+    const std::lock_guard lock(mountMutex);
+    mountSubscription = GMUserFileSystem::subscribe(
+        [self = weak_from_this()](GMUserFileSystem::Notification notification, const GMUserFileSystem *sender,
+                                  const std::optional<Error> &) {
+            const auto disk = self.lock();
+            // Another mount's failure must not take this volume's store away.
+            if (!disk || !sender->serves(disk.get()))
+                return;
+            if (notification == GMUserFileSystem::Notification::kGMUserFileSystemMountFailed)
+                disk->mountError();
+            if (notification == GMUserFileSystem::Notification::kGMUserFileSystemDidMount)
+                disk->didMount();
+        });
+}
+
+void VelmoraDisk::willUnmount() {
+    const std::lock_guard lock(mountMutex);
+    unmountSubscription = GMUserFileSystem::subscribe(
+        [self = weak_from_this()](GMUserFileSystem::Notification notification, const GMUserFileSystem *sender,
+                                  const std::optional<Error> &) {
+            const auto disk = self.lock();
+            if (disk && sender->serves(disk.get()) &&
+                notification == GMUserFileSystem::Notification::kGMUserFileSystemDidUnmount)
+                disk->didUnmount();
+        });
+}
+
+void VelmoraDisk::didMount() {
+    const QString path = mountPath();
+    onMainThread([path] { UserInterface::current().openFolder(path); });
+    unsubscribe(&mountSubscription);
+    if (const auto favorites = FavoritesList::current()) {
+        const QString item = favorites->insertItem(connectionName, path);
+        const std::lock_guard lock(mountMutex);
+        finderSideItem = item;
+    }
+}
+
+void VelmoraDisk::mountError() {
+    disposeMount();
+    if (const auto owner = startupmenu.lock())
+        owner->umount(connectionName);
+    unsubscribe(&mountSubscription);
+}
+
+void VelmoraDisk::didUnmount() {
+    removeSidebarEntry();
+    disposeMount();
+    {
+        const std::lock_guard lock(mountMutex);
+        currentMountPath = QStringLiteral("");
+    }
+    if (const auto owner = startupmenu.lock())
+        owner->umount(connectionName);
+    unsubscribe(&unmountSubscription);
+}
+
+void VelmoraDisk::disposeMount() {
+    metaDataCache->dispose();
+    lockCtr->dispose();
+    cacheCtr->disposeCache();
+    QDir(virtualStoreCtl->storePath()).removeRecursively();
+}
+
+void VelmoraDisk::removeSidebarEntry() {
+    QString item;
+    {
+        const std::lock_guard lock(mountMutex);
+        std::swap(item, finderSideItem);
+    }
+    if (item.isNull())
+        return;
+    if (const auto favorites = FavoritesList::current())
+        favorites->removeItem(item);
+}
+
+void VelmoraDisk::unsubscribe(int *subscription) {
+    int number = 0;
+    {
+        const std::lock_guard lock(mountMutex);
+        std::swap(number, *subscription);
+    }
+    GMUserFileSystem::unsubscribe(number);
+}
