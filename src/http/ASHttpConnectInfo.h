@@ -10,6 +10,9 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include "platform/net/HttpMessage.h"
+#include "platform/net/HttpSession.h"
+
 // The client identity offered to a TLS server.
 struct ClientIdentity {
     QString label;
@@ -42,12 +45,23 @@ class ASHttpConnectInfo {
     QString proxyAuthenticationScheme;
     QList<ClientIdentity> clientCertificates;
 
+    // What the connections of all the session's threads share.
+    const std::shared_ptr<HttpSession> httpSession = std::make_shared<HttpSession>();
+
+    // The login for the server or the proxy; empty where it isn't to be used, with a null scheme
+    // where no challenge has told it yet.
+    std::optional<HttpCredentials> login(bool isProxy) const;
+    // For changes while requests may be under way on other threads.
+    void changeLogin(bool isProxy, const QString &username, const QString &password);
+    void rememberScheme(bool isProxy, const QString &scheme);
+
     // The text of a "Cookie" field, null without cookies. Every cookie goes with every request.
     QString cookieValue() const;
     // Keeps the cookies of a response, a later one of the same name replacing the earlier.
     void setCookie(const QVariantMap &responseHeader, const QUrl &forURL);
 
   private:
+    mutable std::mutex loginMutex;  // guards the logins and schemes in the operations above
     mutable std::mutex cookieMutex;
     QMap<QString, QNetworkCookie> myCookies;
 };

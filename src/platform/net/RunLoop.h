@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class CurlMulti;
+class QEventLoop;
+class QObject;
+
+// A thread's own event loop: timers, sockets, posted work, nested runs. It also owns the thread's
+// curl multi handle, so that connections stay open from one request to the next. Made at the first
+// use and gone with its thread, idle connections included. Works on any thread while the process
+// has a QCoreApplication.
+//
+// current() and post() may be called by any thread, the rest by the owner alone.
+class RunLoop {
+  public:
+    // The calling thread's loop. Hold on to it to post from other threads.
+    static std::shared_ptr<RunLoop> current();
+    ~RunLoop();
+
+    // Serves events until stop(). May be nested.
+    void run();
+    // Ends the innermost run; nothing without one. Any thread; posted from a foreign one.
+    void stop();
+    // Serves events until the condition holds, which is tested before the first wait and after
+    // every round. The safe form to wait for one of several things at once: a nested wait doesn't
+    // swallow the end of an outer one.
+    void runUntil(const std::function<bool()> &done);
+    // Runs the function on the owner's thread at its next turn; dropped if that thread has ended.
+    void post(std::function<void()> function);
+
+    bool isCurrent() const;
+    CurlMulti &curl();
+
+  private:
+    RunLoop();
+    void shutDown();
+
+    struct Owner;
+    struct Inside;
+    const void *const thread;
+    std::mutex mutex;  // guards inside against posts while the thread ends
+    std::unique_ptr<Inside> inside;
+    std::vector<bool *> runs;  // the stop marks of the nested runs, innermost last
+};
