@@ -10,6 +10,7 @@
 struct RangeAnswer {
     qint64 totalSize = -1;
     QDateTime lastModified;
+    QString etag;  // without a weak mark
 };
 
 // Where the content cache gets its bytes from: the session, or a test's stand-in.

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+// The version of a server file: its digest where the server gives one, else size and time.
+struct FileIdentifier {
+    QString md5;
+    qint64 size = -1;
+    QDateTime modifiedTime;
+
+    // Digest nothing, size -1, time the start of 1970.
+    static FileIdentifier Enpty();
+    bool isEmpty() const;
+    // Not symmetric in name only: a digest on one side alone is no match.
+    bool match(const FileIdentifier &other) const;
+    // Whether the time says anything about the file.
+    bool hasModifiedTime() const;
+    QString printstring() const;
+};

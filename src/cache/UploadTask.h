@@ -1,0 +1,20 @@
+#pragma once
+
+#include <optional>
+
+#include <QString>
+
+// An upload running in the background for one item, as the caches see it.
+class UploadTask {
+  public:
+    virtual ~UploadTask() = default;
+
+    // Stops the upload and waits for its transfer to end. True deletes the item at the final path
+    // as well; with nothing said the final path is deleted as with true.
+    virtual void uploadCancel(std::optional<bool> deleteFinal) = 0;
+    virtual bool isCanceled() const = 0;
+    // The item was renamed while it was being sent.
+    virtual void setDestPath(const QString &path) = 0;
+    // Holds back the final move while the item itself is being moved.
+    virtual void setMoveLock(bool hold) = 0;
+};

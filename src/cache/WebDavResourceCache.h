@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include <QMap>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include "cache/UploadTask.h"
+
+struct WebDavResource;
+
+// What the mount knows of one path. The fields are guarded by syncObj, which is for the callers;
+// the resource and the upload may be asked for from any thread without it.
+class WebDavResourceCache {
+  public:
+    // Bits of place; none: the item doesn't exist.
+    static constexpr qint32 kOnServer = 1;
+    static constexpr qint32 kInLocalStore = 2;
+
+    // Guards the record for the length of a caller's work on it. Taken before every lock of a
+    // cache.
+    std::recursive_mutex syncObj;
+
+    bool server_forbidden = false;  // the server refused access: no need to ask again
+    qint32 place = 0;
+    qint32 file_node = -1;      // descriptor of the open local copy, -1 without one
+    bool streamActive = false;  // a local copy is in use
+    // Child name to itself, decomposed; unset while the listing is unknown, which an empty one
+    // isn't.
+    std::optional<QMap<QString, QString>> children;
+    // Which of the children are folders, as far as the listing itself told.
+    bool childTypesKnown = false;
+    QSet<QString> collectionChildren;
+    std::optional<QVariantMap> extendAttribute;
+
+    std::shared_ptr<WebDavResource> webDavResource() const;
+    // The extended attributes of the present resource survive in the new one and win over its own.
+    void setWebDavResource(const std::shared_ptr<WebDavResource> &resource);
+
+    std::shared_ptr<UploadTask> uploadThread() const;
+    // Cancels the present upload, if it is another one; the item it was sending stays.
+    void setUploadThread(const std::shared_ptr<UploadTask> &uploader);
+
+    // No effect while the listing is unknown.
+    void insertChilds(const QStringList &names);
+    void insertChilds(const QMap<QString, QString> &names);
+    void insertChilds(const QString &name);
+    void removeChild(const QString &name);
+
+  private:
+    mutable std::mutex fieldMutex;  // guards resource and upload; nothing is taken inside it
+    std::shared_ptr<WebDavResource> resource;
+    std::shared_ptr<UploadTask> upload;
+};
