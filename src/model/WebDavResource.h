@@ -16,6 +16,7 @@
 class ASXMLDomNode;
 class ASXMLDomParser;
 class VDWebDAVConnect;
+struct WebPublicParameter;
 
 // One item on the server with all that the server says about it. A failed read is a record with
 // `error` set and everything else at its default, so test `error` first. References are shared;
@@ -50,29 +51,47 @@ struct WebDavResource {
     QString encryptsha;
     QVariant version;
 
+    // Asks the server; never null.
     static std::shared_ptr<WebDavResource> createWebDAVItem(VDWebDAVConnect &session,
                                                             const QUrl &serverRoot,
                                                             const QString &path);
-    static std::shared_ptr<WebDavResource> parsePropertyXML(const ASXMLDomParser &parser);
+    // When a "lockdiscovery" element counts. The vendor's server puts white space into one that
+    // tells a lock; other servers don't.
+    enum class LockReading { onlyWithText, always };
+    // Never null; an empty tree gives a file.
+    static std::shared_ptr<WebDavResource> parsePropertyXML(
+        const ASXMLDomParser &parser, LockReading lockReading = LockReading::onlyWithText);
+    // From path to "response" node, for bulk listings. Reads some properties differently, see
+    // there.
     static QHash<QString, std::shared_ptr<WebDavResource>> createFromHash(
         const QHash<QString, std::shared_ptr<ASXMLDomNode>> &nodes, const QUrl &serverRoot,
         const QString &publicHostFromServer);
+    // An item just created here: dated now, of size 0.
     static std::shared_ptr<WebDavResource> createNewFileIsDirectory(bool isDirectory);
+    // Null where the path doesn't exist.
     static std::shared_ptr<WebDavResource> createFromLocalFile(const QString &path);
+    // Takes kind, date, size and on request the MD5 of the local file that holds the content.
     static void updateFromLocalFile(const QString &path,
                                     const std::shared_ptr<WebDavResource> &resource,
                                     bool isCalcMD5);
 
+    // The item's URL, percent-encoded; "" without a relativePath.
     QString fullPath() const;
     QString fileName() const;
+    // Always null; publicHostFromServer is the one to use.
     QString publicHost() const;
     // Writes into extendAttrs where it is set, and returns that same object.
     std::shared_ptr<AttributeMap> fileInfomation() const;
     QString getColumnValue() const;
+
+    // These four are complete but not called: the windows and the volume ask the session itself.
     void fileWebPublicCancel(VDWebDAVConnect &session);
-    QString fileDeliveryOperate(VDWebDAVConnect &session, const void *webPublicParameter,
-                                bool isChanged);
+    // Does nothing; "".
+    QString fileDeliverryOperate(VDWebDAVConnect &session,
+                                 const WebPublicParameter &webPublicParameter, bool isChanged);
+    // The field changes even where the server refused.
     void fileLockOperate(VDWebDAVConnect &session, bool lockFlg);
+    // The field changes only where the server agreed.
     void fileReadOnlyOperate(VDWebDAVConnect &session, bool readOnlyFlg);
     void setCreationDate(const QDateTime &date) { fileCreationDate = date; }
     void setLastModified(const QDateTime &date) { fileLastModified = date; }

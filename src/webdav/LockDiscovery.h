@@ -25,8 +25,9 @@ struct LockDiscovery {
     // The last "activelock" directly below the node; null, with no error, where there is none.
     static std::shared_ptr<LockDiscovery> createFromXmlNode(const ASXMLDomNode &node,
                                                             ErrorOut error);
-    // From the body of a LOCK answer, or of a PROPFIND answer. Null with code 15 for a body that
-    // can't be parsed, null with no error for one without a lock.
+    // From the body of a LOCK answer, or of a PROPFIND answer. Null with no error where it tells no
+    // lock; a broken body is read as far as it goes. Code 15 is for a parser that refuses a body,
+    // which ours never does.
     static std::shared_ptr<LockDiscovery> createFromXmlFromLockbody(const QByteArray &body,
                                                                     ErrorOut error);
     static std::shared_ptr<LockDiscovery> createFromXmlFromPropfindbody(const QByteArray &body,
