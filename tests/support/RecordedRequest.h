@@ -19,6 +19,7 @@ struct RecordedRequest {
     QList<HeaderLine> headers;    // in the order and case they were sent
     QByteArray body;              // without the framing of chunks; at most the first 16 MiB
     qint64 bodySize = 0;          // all of it
+    int number = 0;               // counted from 1 over the server's life
     int connection = 0;           // counted from 1
     int status = 0;               // what was answered, 0 before and where nothing was
     QByteArray clientCommonName;  // of the certificate shown by a TLS client

@@ -84,8 +84,12 @@ class TestServer {
         bool dav = true;                   // else a plain web server
         bool folderSlash = true;           // hrefs of folders end in "/"
         bool fullUrlHrefs = false;         // hrefs with scheme and host
-        bool ranges = true;                // else every GET is answered with 200 and all
-        bool chunkedAnswers = false;       // bodies in chunks, without a Content-Length
+        // A PUT with a Content-Range: taken for the whole file, 400, or written at its place.
+        enum class PartialPut { ignore, refuse, apply };
+        PartialPut partialPut = PartialPut::ignore;
+        bool displayNames = false;    // else 404 for displayname
+        bool ranges = true;           // else every GET is answered with 200 and all
+        bool chunkedAnswers = false;  // bodies in chunks, without a Content-Length
         bool keepAlive = true;
         bool etags = true;
     };
