@@ -12,7 +12,7 @@ struct FileIdentifier {
     // Digest nothing, size -1, time the start of 1970.
     static FileIdentifier Enpty();
     bool isEmpty() const;
-    // Not symmetric in name only: a digest on one side alone is no match.
+    // Two digests decide alone, a digest on one side only is no match.
     bool match(const FileIdentifier &other) const;
     // Whether the time says anything about the file.
     bool hasModifiedTime() const;

@@ -10,7 +10,7 @@ class UploadTask {
     virtual ~UploadTask() = default;
 
     // Stops the upload and waits for its transfer to end. True deletes the item at the final path
-    // as well; with nothing said the final path is deleted as with true.
+    // as well; nothing counts as false.
     virtual void uploadCancel(std::optional<bool> deleteFinal) = 0;
     virtual bool isCanceled() const = 0;
     // The item was renamed while it was being sent.

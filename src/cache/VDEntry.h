@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include <QtTypes>
+#include <QtGlobal>
 
 // A link in the write order of a VDSequencedMutableDictionary, which owns it. A fresh entry points
 // to itself.

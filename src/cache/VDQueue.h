@@ -4,7 +4,7 @@
 #include <mutex>
 #include <optional>
 
-#include <QtTypes>
+#include <QtGlobal>
 
 // A bounded first-in-first-out queue of numbers. A full queue loses its oldest element to the
 // newest. Safe from any thread.
