@@ -1,0 +1,99 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include <QMap>
+#include <QSet>
+#include <QString>
+
+#include "common/Error.h"
+
+class RunLoop;
+class VDWebDAVConnect;
+struct LockDiscovery;
+
+// When locks are renewed. A test puts a clock of its own here.
+struct LockTiming {
+    // Time since some start; it goes on while the computer sleeps, as the server's clock does.
+    std::function<std::chrono::milliseconds()> now;
+    std::chrono::milliseconds pauseBetweenPasses = std::chrono::seconds(5);
+
+    static LockTiming ofThisComputer();
+};
+
+// The server locks that this client holds on one mount: how many open files count on each, its
+// record, and when it is next renewed. A thread of its own renews them before the server's limit;
+// where the server refuses, it drops the lock, tells the user, and isLock() answers false.
+//
+// Paths are decomposed (NFD). Which opens may share a file is the server's decision, not this
+// table's. One slow request blocks all operations but uploadStart() and uploadEnd().
+class VDLockController {
+  public:
+    VDLockController(std::shared_ptr<VDWebDAVConnect> con, const QString &mountPoint,
+                     const QString &connectName,
+                     const LockTiming &timing = LockTiming::ofThisComputer());
+    // Disposes, and serves this thread's events until every lock is released.
+    ~VDLockController();
+    VDLockController(const VDLockController &) = delete;
+    VDLockController &operator=(const VDLockController &) = delete;
+
+    // Counts one more holder; the first one takes the lock on the server, as a refresh where the
+    // table or the caller knows an earlier record. The record that holds; its isLock is false on a
+    // server without locks. Null with a POSIX error on failure.
+    std::shared_ptr<LockDiscovery> lock(const QString &path,
+                                        const std::shared_ptr<LockDiscovery> &lockDiscovery,
+                                        ErrorOut error);
+    // Counts one holder less; the last one releases the lock. False where the server might hold it
+    // still: it then stays in the table and goes on being renewed. The error is never set.
+    bool unlock(const QString &path, ErrorOut error);
+    bool isLock(const QString &path) const;
+    // Nobody or exactly one holder. A failed attempt that wasn't unlocked counts as neither.
+    bool lockMeOnly(const QString &path) const;
+    // Null where the path isn't locked.
+    std::shared_ptr<LockDiscovery> getDiscovery(const QString &path) const;
+    // A path being uploaded isn't renewed.
+    void uploadStart(const QString &path);
+    void uploadEnd(const QString &path);
+    // Ends the thread, which then releases all locks; doesn't wait for that.
+    void dispose();
+
+  private:
+    using Time = std::chrono::milliseconds;
+
+    void fileLockThread();
+    void renewDueLocks();
+    void renew(const QString &path);
+    void giveUp(const QString &path, const Error &error);
+    void releaseAll();
+    bool pause();
+    bool isRunning() const;
+    bool isUploading(const QString &path) const;
+    unsigned countOf(const QString &path) const { return lockCountMap.value(path, 0); }
+    void forget(const QString &path);
+
+    const std::shared_ptr<VDWebDAVConnect> con;
+    const QString mountPoint;
+    const QString connectName;
+    const LockTiming timing;
+
+    // Guards the tables, and is held during requests to the server.
+    mutable std::recursive_mutex syncObj;
+    QMap<QString, std::shared_ptr<LockDiscovery>> lockDic;
+    QMap<QString, Time> nextLockTimeDic;
+    QMap<QString, unsigned> lockCountMap;  // 0: the last attempt failed
+
+    // Guards the following; taken after syncObj, never held for long.
+    mutable std::mutex threadState;
+    std::condition_variable disposed;
+    QSet<QString> nowUploadDic;
+    bool loop = true;
+    bool threadEnded = false;
+    std::shared_ptr<RunLoop> waiter;  // of the thread that is destroying this
+
+    std::thread thread;  // last: it uses all of the above
+};
