@@ -138,6 +138,8 @@ qint32 CacheController::copyBlocks(const QString &path, MapPtr map, char *buffer
                 return -1;
         }
         const qint32 blockBytes = map->size(block);
+        if (inBlock >= blockBytes)
+            break;
         const qint32 delivered = deliver(*map, block, inBlock, buffer + total, request - total);
         if (delivered < 0)
             return -1;
@@ -153,8 +155,6 @@ qint32 CacheController::deliver(ContentMap &map, qint32 block, qint32 inBlock, c
                                 qint32 request) {
     const qint32 size = map.size(block);
     const qint32 wanted = std::min(request, size - inBlock);
-    if (size < 1 || wanted < 0)
-        return -1;
     contentCacheDiskMap.hit(map.get(block));
     const MemoryKey key(map.version(), block);
     if (const QByteArray *data = contentMemorycache.objectForKey(key)) {

@@ -1,0 +1,67 @@
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include "cache/VirtualStoreControler.h"
+
+namespace {
+
+QString home(const QString &below) {
+    return QDir::homePath() + below;
+}
+
+}  // namespace
+
+TEST(VirtualStoreControler, WipesItsTreeAndKeepsItPrivate) {
+    const QString expected = home("/.VelmoraDisk_Store/Volumes/Demo");
+    QDir().mkpath(expected + "/old/deep");
+    QDir().mkpath(home("/kept"));
+    QFile::link(home("/kept"), expected + "/link");
+    const VirtualStoreControler store("/Volumes/Demo//");
+    EXPECT_EQ(store.storePath(), expected);
+    EXPECT_EQ(QDir(expected).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    EXPECT_TRUE(QFileInfo::exists(home("/kept")));
+    EXPECT_EQ(QFileInfo(expected).permissions() & (QFile::ReadGroup | QFile::ReadOther),
+              QFile::Permissions());
+}
+
+TEST(VirtualStoreControler, TakesANumberedNameWhereItMust) {
+    QDir(home("/.VelmoraDisk_Store")).removeRecursively();
+    QFile blocking(home("/.VelmoraDisk_Store"));
+    ASSERT_TRUE(blocking.open(QFile::WriteOnly));
+    QFile blockingToo(home("/.VelmoraDisk_Store_0"));
+    ASSERT_TRUE(blockingToo.open(QFile::WriteOnly));
+    const VirtualStoreControler store("/m");
+    EXPECT_EQ(store.storePath(), home("/.VelmoraDisk_Store_1/m"));
+    blocking.remove();
+    blockingToo.remove();
+}
+
+TEST(VirtualStoreControler, NoPathLeavesTheStore) {
+    QDir().mkpath(home("/precious"));
+    const VirtualStoreControler climbing("/../..");
+    EXPECT_TRUE(QFileInfo::exists(home("/precious")));
+    const VirtualStoreControler store("/m");
+    const QString root = store.storePath();
+    const struct {
+        const char16_t *path;
+        const char16_t *below;
+    } cases[] = {
+        {u"/", u""},          {u"/a/b", u"/a/b"},
+        {u"a/b/", u"/a/b"},   {u"/caf\u00e9", u"/cafe\u0301"},
+        {u"/../../x", u"/x"}, {u"/a/..", u"/a"},
+        {u"..", u"/"},        {u"/./a..b/.c", u"/a..b/.c"},
+    };
+    for (const auto &[path, below] : cases)
+        EXPECT_EQ(store.getVirtualPath(QString::fromUtf16(path)), root + QString::fromUtf16(below));
+}
+
+TEST(VirtualStoreControler, VirtualPathsNeedEnabling) {
+    VirtualStoreControler store("/m");
+    store.topFolders.insert("top");
+    EXPECT_FALSE(store.isVirtualPath("/top/a"));
+    store.enable = true;
+    EXPECT_TRUE(store.isVirtualPath("/top/a"));
+    EXPECT_FALSE(store.isVirtualPath("/other"));
+    EXPECT_FALSE(store.isVirtualPath("top"));
+}
