@@ -68,6 +68,8 @@ QDateTime parseDate(const QString &text);
 // "Tue, 02 Jan 2024 03:04:05 +0000". Reading takes "GMT" for the zone as well.
 QString lastmodifiedDateStringFromDate(const QDateTime &date);
 QDateTime parseLastmodifiedDate(const QString &text);
+// Reads "2024-01-02 03:04:05 +0900".
+QDateTime dateWithString(const QString &text);
 // The HTTP form to "2024/01/02 03:04", local.
 QString convertLastmodifiedDate(const QString &text);
 // "2024/01/02 03:04:05", local; "" for an invalid date.

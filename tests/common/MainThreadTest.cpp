@@ -1,0 +1,97 @@
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <QCoreApplication>
+#include <QThread>
+
+#include "common/Log.h"
+#include "common/VDCommonUtils.h"
+
+namespace {
+
+// Records alerts and answers with the last button.
+class RecordingInterface : public UserInterface {
+  public:
+    RecordingInterface() { install(this); }
+    ~RecordingInterface() override { install(nullptr); }
+
+    int runAlert(const Alert &alert) override {
+        onMainThread = QThread::currentThread() == QCoreApplication::instance()->thread();
+        titles.append(alert.title);
+        return int(alert.buttons.size()) - 1;
+    }
+    bool runLogin(LoginQuestion &) override { return false; }
+    void openFolder(const QString &) override {}
+
+    QStringList titles;
+    bool onMainThread = false;
+};
+
+// Runs the work on a thread of its own and serves the main thread's events until it is done.
+template <typename Work>
+void runBesideMainThread(Work work) {
+    std::atomic<bool> isDone = false;
+    std::thread thread([&] {
+        work();
+        isDone = true;
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [] {}, Qt::QueuedConnection);
+    });
+    while (!isDone)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    thread.join();
+}
+
+TEST(MainThread, AWorkersAlertIsShownThere) {
+    RecordingInterface interface;
+    int answer = -1;
+    runBesideMainThread([&] {
+        answer = VDCommonUtils::showAlert({"title", "text", "", {"OK", "Cancel"}});
+    });
+    EXPECT_EQ(answer, 1);
+    EXPECT_EQ(interface.titles, QStringList("title"));
+    EXPECT_TRUE(interface.onMainThread);
+}
+
+TEST(MainThread, ACallFromItselfRunsAtOnce) {
+    const auto nested = [] { return VDCommonUtils::execMainThread([] { return 5; }); };
+    EXPECT_EQ(VDCommonUtils::execMainThread(nested), 5);
+    int calls = 0;
+    runBesideMainThread([&] { VDCommonUtils::execMainThread([&] { calls += nested(); }); });
+    EXPECT_EQ(calls, 5);
+}
+
+struct Logger {
+    void write(const std::optional<Error> &error) { VDCommonUtils::outputLog(error); }
+};
+
+TEST(Log, LineNamesTheCaller) {
+    testing::internal::CaptureStderr();
+    Logger().write(Error{"X", 1, {{"OUTPUT", "404 ない"}}});
+    Logger().write(Error{"X", 1, {}});
+    Logger().write(std::nullopt);
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(lines,
+                testing::MatchesRegex(".*Logger::write MainThreadTest.cpp:[0-9]+ 404 ない\n"));
+}
+
+TEST(Log, LinesOfSeveralThreadsStayWhole) {
+    testing::internal::CaptureStderr();
+    const QString text(300, u'x');
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 200; ++i)
+                VDLog(text);
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    const QStringList lines =
+        QString::fromStdString(testing::internal::GetCapturedStderr()).split(u'\n');
+    EXPECT_EQ(lines.size(), 801);
+    EXPECT_EQ(QSet<QString>(lines.begin(), lines.end()).size(), 2);
+}
+
+}  // namespace
