@@ -25,7 +25,7 @@ class ASXMLDomParser {
   public:
     // What was read up to the end, or to the failure; null where nothing was.
     ASXMLDomNodePtr rootElement;
-    // Set when the text isn't well-formed, nests deeper than kMaxDepth or expands entities beyond
+    // Set when the text isn't well-formed, goes beyond a limit below or expands entities beyond
     // reason.
     std::optional<Error> error;
     // Not owned; may be null.
@@ -36,6 +36,8 @@ class ASXMLDomParser {
     bool parse(const QByteArray &data);
 
     static constexpr int kMaxDepth = 512;
+    // As many as a listing of half a million items has.
+    static constexpr int kMaxElements = 5'000'000;
 
   private:
     void startElement(QStringView qualifiedName);
@@ -45,4 +47,5 @@ class ASXMLDomParser {
 
     QList<ASXMLDomNodePtr> stack;
     ASXMLDomNodePtr currentElement;
+    int elementCount = 0;
 };
