@@ -67,7 +67,7 @@ CommandPtr askProperties(VDWebDAVConnect &session, const QString &path, ErrorOut
 // The vendor's server is taken at its word. From another one, an answer that breaks off or isn't a
 // multi-status would show a file of size 0 in the place of the real item.
 bool isReadable(const ASXMLDomParser &parser, const VDWebDAVConnect &session) {
-    if (session.isVelmora())
+    if (session.dialect().toleratesBrokenXml())
         return true;
     return !parser.error && parser.rootElement &&
            parser.rootElement->findFirstName(QStringLiteral("response"));

@@ -7,26 +7,9 @@
 
 #include "common/Log.h"
 #include "common/VDCommonUtils.h"
+#include "support/RecordingInterface.h"
 
 namespace {
-
-// Records alerts and answers with the last button.
-class RecordingInterface : public UserInterface {
-  public:
-    RecordingInterface() { install(this); }
-    ~RecordingInterface() override { install(nullptr); }
-
-    int runAlert(const Alert &alert) override {
-        onMainThread = QThread::currentThread() == QCoreApplication::instance()->thread();
-        titles.append(alert.title);
-        return int(alert.buttons.size()) - 1;
-    }
-    bool runLogin(LoginQuestion &) override { return false; }
-    void openFolder(const QString &) override {}
-
-    QStringList titles;
-    bool onMainThread = false;
-};
 
 // Runs the work on a thread of its own and serves the main thread's events until it is done.
 template <typename Work>
@@ -44,14 +27,20 @@ void runBesideMainThread(Work work) {
 }
 
 TEST(MainThread, AWorkersAlertIsShownThere) {
-    RecordingInterface interface;
+    RecordingInterface person;
+    bool onMainThread = false;
+    person.onAlert = [&](const Alert &) {
+        onMainThread = QThread::currentThread() == QCoreApplication::instance()->thread();
+        return 1;
+    };
     int answer = -1;
     runBesideMainThread([&] {
         answer = VDCommonUtils::showAlert({"title", "text", "", {"OK", "Cancel"}});
     });
     EXPECT_EQ(answer, 1);
-    EXPECT_EQ(interface.titles, QStringList("title"));
-    EXPECT_TRUE(interface.onMainThread);
+    ASSERT_EQ(person.alerts.size(), 1);
+    EXPECT_EQ(person.alerts.first().title, "title");
+    EXPECT_TRUE(onMainThread);
 }
 
 TEST(MainThread, ACallFromItselfRunsAtOnce) {
