@@ -65,8 +65,11 @@ HttpAnswer DavHandler::options() {
     }
     answer.add("Allow",
                "OPTIONS,GET,HEAD,POST,PUT,DELETE,PROPFIND,PROPPATCH,MKCOL,COPY,MOVE,LOCK,UNLOCK");
-    for (const HeaderLine &line : state.optionsHeaders)
-        answer.headers.append(line);
+    for (const HeaderLine &line : state.optionsHeaders) {
+        answer.headers.removeIf([&line](const HeaderLine &own) { return own.name == line.name; });
+        if (!line.value.isNull())
+            answer.headers.append(line);
+    }
     return answer;
 }
 

@@ -213,8 +213,7 @@ void TestServer::makeVelmora(const QByteArray &version) {
 void TestServer::setOptionsHeader(const QByteArray &name, const QByteArray &value) {
     const std::lock_guard guard(state->mutex);
     std::erase_if(state->optionsHeaders, [&](const HeaderLine &line) { return line.name == name; });
-    if (!value.isNull())
-        state->optionsHeaders.push_back({name, value});
+    state->optionsHeaders.push_back({name, value});
 }
 
 void TestServer::setAnswerHeader(const QByteArray &method, const QString &path,

@@ -97,7 +97,8 @@ class TestServer {
 
     // The vendor's server.
     void makeVelmora(const QByteArray &version = "4.0");
-    // A header field of every OPTIONS answer; a null value removes it again.
+    // A header field of every OPTIONS answer, in place of the server's own of that name; with a
+    // null value there is none of that name.
     void setOptionsHeader(const QByteArray &name, const QByteArray &value);
     // A header field of every answer to that method (empty: any) and path (empty: any).
     void setAnswerHeader(const QByteArray &method, const QString &path, const QByteArray &name,
