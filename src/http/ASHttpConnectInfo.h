@@ -22,6 +22,8 @@ struct ClientIdentity {
     // "PEM", "P12" or "ENG"
     QString type;
     QString passphrase;
+
+    bool operator==(const ClientIdentity &other) const = default;
 };
 
 // What a session needs to reach its server. A live part of the session, shared by reference: the

@@ -33,9 +33,9 @@ class ASHttpConnectionDelegate {
     virtual void connectionDidReceiveResponse(ASHttpConnection &, const QVariantMap &) {}
     // To be answered by setAuthentication and a new opening. The challenge may be null.
     virtual void connectionDidReceiveAuthenticationChallenge(ASHttpConnection &,
-                                                             const HttpAuthentication *, bool) {}
+                                                             const HttpChallenge *, bool) {}
     virtual void connectionDidFailToPassAuthenticationChallenge(ASHttpConnection &,
-                                                                const HttpAuthentication *) {}
+                                                                const HttpChallenge *) {}
     virtual void interruptedConnection(ASHttpConnection &) {}
     // Seconds without a sign of life after which the exchange fails; nothing: 120.
     virtual std::optional<double> timeout() const { return std::nullopt; }
@@ -59,7 +59,8 @@ class ASHttpConnection : private HttpReadStreamClient {
     ASHttpConnectionDelegate *delegate = nullptr;
     std::optional<Error> error;
     std::shared_ptr<ASHttpConnectInfo> connectInfo;
-    // What the stream said of its failure, for the log.
+    // Why a delegate refused the body; else what the stream said of its failure. For the log, where
+    // it goes as "OUTPUT" of the error.
     QString failureText;
 
     // Makes the request, once for all its sendings; false if there is one already.
@@ -78,8 +79,9 @@ class ASHttpConnection : private HttpReadStreamClient {
         QString password;
         bool isProxy = false;
     };
-    bool setAuthentication(const HttpAuthentication *challenge, const Credentials &credentials);
-    // With force the connection to the server is closed too where the exchange isn't over.
+    bool setAuthentication(const HttpChallenge *challenge, const Credentials &credentials);
+    // Ends a running exchange, closing its connection to the server, with no word to the delegate.
+    // Without force only the stream of an open connection is released.
     void closeStream(bool force = false);
 
     bool isOpen() const { return open; }
@@ -104,15 +106,17 @@ class ASHttpConnection : private HttpReadStreamClient {
 
     void addKnownCredentials();
     HttpStreamSettings streamSettings() const;
+    const std::shared_ptr<HttpSession> &session() const;
     bool failOpening(int code);
-    void handleError();
-    void handleLoginRequest(int status);
+    void handleError(const HttpReadStream &stream);
+    void handleLoginRequest(const HttpReadStream &stream);
     void onInspectTimeout();
     void onTimeout();
     std::shared_ptr<HttpReadStream> currentStream() const;
     void setCurrentStream(std::shared_ptr<HttpReadStream> stream);
 
     std::unique_ptr<HttpMessage> request;
+    const std::shared_ptr<HttpSession> ownSession = std::make_shared<HttpSession>();
     mutable std::mutex streamMutex;  // guards requestStream against readers of the progress
     std::shared_ptr<HttpReadStream> requestStream;
     bool open = false;
@@ -120,7 +124,7 @@ class ASHttpConnection : private HttpReadStreamClient {
     bool proxyAuthenticationRequired = false;
     mutable QVariantMap cachedHeader;
     qint64 preSize = 0;
-    QTimer timeoutInspectTimer;
+    std::unique_ptr<QTimer> timeoutInspectTimer;  // stopped while there is no stream
     std::chrono::steady_clock::time_point lastActivity;
     qint64 responseBodyBytes = 0;
 

@@ -55,9 +55,12 @@ class ASWDCmd : protected ASHttpConnectionDelegate, public std::enable_shared_fr
     virtual bool connect();
     void fireCompleted();
     void fireError();
+    // Sets the error and tells the end.
     void fail(int code, const QVariantMap &userInfo = {});
     // Before the command's end is told, whichever it is.
     virtual void willEnd() {}
+    // Gives up a body; the text goes to the log.
+    static Reading refuse(ASHttpConnection &connection, const QString &text);
 
     Reading connectionHandleBytes(ASHttpConnection &connection, const char *bytes,
                                   qint64 length) override;
@@ -65,13 +68,14 @@ class ASWDCmd : protected ASHttpConnectionDelegate, public std::enable_shared_fr
     void connectionDidReceiveResponse(ASHttpConnection &connection,
                                       const QVariantMap &header) override;
     void connectionDidReceiveAuthenticationChallenge(ASHttpConnection &connection,
-                                                     const HttpAuthentication *challenge,
+                                                     const HttpChallenge *challenge,
                                                      bool isProxy) override;
-    void connectionDidFailToPassAuthenticationChallenge(
-        ASHttpConnection &connection, const HttpAuthentication *challenge) override;
+    void connectionDidFailToPassAuthenticationChallenge(ASHttpConnection &connection,
+                                                        const HttpChallenge *challenge) override;
     void interruptedConnection(ASHttpConnection &connection) override;
 
   private:
+    void end();
     void cancelOnOwnThread();
 
     mutable std::mutex mutex;  // guards exchange, owner and cancelled
@@ -95,7 +99,7 @@ class ASWDCmdBase : public ASWDCmd {
     Reading connectionHandleBytes(ASHttpConnection &connection, const char *bytes,
                                   qint64 length) override;
     void connectionDidReceiveAuthenticationChallenge(ASHttpConnection &connection,
-                                                     const HttpAuthentication *challenge,
+                                                     const HttpChallenge *challenge,
                                                      bool isProxy) override;
 };
 

@@ -20,8 +20,11 @@ class ASWDCmdGetStream : public ASWDCmd {
                                   qint64 length) override;
     void willEnd() override;
     virtual bool isWanted(int status) const { return status >= 200 && status <= 299; }
-    // A local file that takes nothing is an error of the command, not of the server.
-    bool openFile(const QString &path);
+    // The start of the exchange, then of the file: a request that can't start leaves it alone.
+    bool executeInto(const QString &path);
+
+  private:
+    qint64 droppedBytes = 0;
 };
 
 // To a local file, replacing it.
@@ -57,15 +60,14 @@ class ASWDCmdGetImpl : public ASWDCmdGetStream {
   protected:
     Reading connectionHandleBytes(ASHttpConnection &connection, const char *bytes,
                                   qint64 length) override;
-    void connectionDidReceiveAuthenticationChallenge(ASHttpConnection &connection,
-                                                     const HttpAuthentication *challenge,
-                                                     bool isProxy) override;
+    void willEnd() override;
     bool isWanted(int status) const override { return status == 200 || status == 206; }
 
   private:
-    void beginBody(const ASHttpConnection &connection);
-    Reading keep(const char *bytes, qint64 length);
+    bool beginBody(ASHttpConnection &connection);
 
+    QByteArray memory;
     bool bodyBegun = false;
-    qint64 position = 0;  // in the file, of the next byte to come
+    qint64 position = 0;            // in the server's file, of the next byte to come
+    std::optional<qint64> bodyEnd;  // in the server's file, where announced
 };

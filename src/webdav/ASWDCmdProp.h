@@ -3,11 +3,18 @@
 #include <optional>
 
 #include "webdav/ASWDCmd.h"
+#include "xml/ASXMLDomParser.h"
 
-// Commands with an XML body. They don't parse the answer: callers do, from responseBody.
-class ASWDCmdPropBase : public ASWDCmdRequestBase {
+// Commands with an XML body. They don't parse the answer: callers do, from responseBody. As the
+// delegate of a parser that is fed while the answer comes, a command would end with the document.
+class ASWDCmdPropBase : public ASWDCmdRequestBase, public ASXMLDomParserDelegate {
   public:
     using ASWDCmdRequestBase::ASWDCmdRequestBase;
+
+    ASXMLDomNodePtr responseRootNode;
+
+    void parserDidFinishDocument(ASXMLDomParser &parser) override;
+    void parserError(ASXMLDomParser &parser) override;
 };
 
 class ASWDCmdPropFind : public ASWDCmdPropBase {

@@ -8,13 +8,7 @@
 #include <QString>
 #include <QUrl>
 
-struct CurlEasy;
-
-struct HttpCredentials {
-    QString scheme;  // "Basic" or "Digest"
-    QString username;
-    QString password;
-};
+#include "platform/net/HttpChallenge.h"
 
 // A request: method, URL, header fields, body and the credentials that go with it.
 struct HttpMessage {
@@ -32,8 +26,6 @@ struct HttpMessage {
     QByteArray body;  // null: none
     std::optional<HttpCredentials> credentials;
     std::optional<HttpCredentials> proxyCredentials;
-    // The curl handle that holds the challenge these credentials answer; null: any.
-    std::shared_ptr<CurlEasy> challenged;
 
     // Replaces the field of that name whatever its case; a null value removes it. Line breaks are
     // taken out of name and value.
@@ -54,13 +46,4 @@ struct HttpResponse {
 
     void addField(const QString &name, const QString &value);
     QString headerField(const QString &name) const;
-};
-
-// The challenge of a 401 or 407.
-struct HttpAuthentication {
-    QString scheme;  // "Digest" where it is offered, else "Basic"; null: none that is supported
-    std::shared_ptr<CurlEasy> challenged;
-
-    bool applyCredentials(HttpMessage &message, const QString &username, const QString &password,
-                          bool isProxy) const;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <curl/curl.h>
 #include <memory>
 
 #include <QIODevice>
@@ -11,7 +12,6 @@
 
 class CurlMulti;
 class HttpSession;
-struct curl_slist;
 
 // What a read stream has to tell, on the thread that opened it.
 class HttpReadStreamClient {
@@ -57,7 +57,7 @@ class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
 
     // With a body stream the body comes from there, from its start, Content-Length bytes of it or,
     // without that field, all in chunks.
-    static std::shared_ptr<HttpReadStream> create(HttpMessage &message,
+    static std::shared_ptr<HttpReadStream> create(const HttpMessage &message,
                                                   const HttpStreamSettings &settings,
                                                   std::unique_ptr<QIODevice> bodyStream = nullptr);
     ~HttpReadStream();
@@ -73,8 +73,8 @@ class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
     qint64 expectedBytes() const;
     // Any thread.
     qint64 requestBytesWritten() const { return written; }
-    // Null where the answer holds no challenge of the server (or proxy) that was asked.
-    std::unique_ptr<HttpAuthentication> authentication() const;
+    // The challenge of a 401 or 407; nothing where it comes from a server that a redirect led to.
+    std::optional<HttpChallenge> challenge() const;
 
     Failure failure() const { return failed; }
     // For the log; holds no secret.
@@ -83,42 +83,53 @@ class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
   private:
     friend class CurlMulti;
 
-    HttpReadStream(HttpMessage &message, const HttpStreamSettings &settings,
+    HttpReadStream(const HttpMessage &message, const HttpStreamSettings &settings,
                    std::unique_ptr<QIODevice> bodyStream);
 
-    // One hop of the exchange.
-    bool begin();
+    // One request and its answer; an exchange has several where it is redirected.
     bool start();
+    // The curl handle is taken away, at the end or before.
+    void leaveHandle();
     void finished(int curlResult);
     void fail(int curlResult);
-    bool follow();
-    bool isHome(const QUrl &url) const;
+    // Where a redirect leads; an empty URL where the answer is none that is followed.
+    QUrl redirectTarget() const;
+    void follow(const QUrl &target);
+    bool isLoginRefused(int curlResult) const;
 
-    // Setting the curl handle for a hop; every option each time, since handles are used again.
+    // The settings of the curl handle, which comes without any.
+    void applyGround();
     void applyTarget();
     void applyMethod();
+    void applyCallbacks();
     void applyFields();
-    void applyCredentials();
+    void applyProxyFields();
     void applySecurity();
+    bool hasProxy() const { return !settings.proxyHost.isEmpty(); }
+    bool hasBody() const;
     qint64 bodySize() const;
 
-    size_t onHeader(const char *bytes, size_t length);
-    size_t onBody(const char *bytes, size_t length);
-    size_t onReadBody(char *into, size_t room);
-    bool rewindBody(qint64 offset);
+    static size_t onHeader(const char *bytes, size_t, size_t length, HttpReadStream *self);
+    static size_t onBody(const char *bytes, size_t, size_t length, HttpReadStream *self);
+    static size_t onReadBody(char *into, size_t, size_t room, HttpReadStream *self);
+    static int onSeekBody(HttpReadStream *self, qint64 offset, int origin);
+    static int onProgress(HttpReadStream *self, qint64, qint64, qint64, qint64 sent);
+    bool takeHeaderLine(const QByteArray &line);
+    size_t dropBody(size_t length);
+    qint64 readBody(char *into, qint64 room);
 
     HttpMessage message;
     const HttpStreamSettings settings;
     std::unique_ptr<QIODevice> bodyStream;
-    std::shared_ptr<CurlEasy> easy;
-    CurlMulti *multi = nullptr;  // while a hop is under way
+    CURL *handle = nullptr;  // this and multi: while a request is under way
+    CurlMulti *multi = nullptr;
     HttpReadStreamClient *client = nullptr;
     curl_slist *headerList = nullptr;
-    QUrl url;  // of this hop
+    curl_slist *proxyHeaderList = nullptr;
+    long tunnelStatus = 0;  // what the proxy said to CONNECT
     int redirects = 0;
-    bool strippedOfSecrets = false;
+    bool amongStrangers = false;  // a redirect has left the server that was asked
     bool enough = false;
-    bool refused = false;
     qint64 bodyPosition = 0;
     qint64 droppedBytes = 0;
     qint64 headBytes = 0;

@@ -1,33 +1,27 @@
 #pragma once
 
-#include <curl/curl.h>
-#include <memory>
 #include <mutex>
-#include <vector>
 
-// A curl handle outside of its use. Between requests it keeps the last Digest challenges of server
-// and proxy, with the count of their uses, so that the next request answers them at once.
-struct CurlEasy {
-    CurlEasy();
-    ~CurlEasy();
-    CurlEasy(const CurlEasy &) = delete;
-    CurlEasy &operator=(const CurlEasy &) = delete;
+#include "platform/net/HttpChallenge.h"
 
-    CURL *const handle;
-    bool hasServerChallenge = false;
-    bool hasProxyChallenge = false;
-};
-
-// The idle curl handles of a session with one server, shared by all its threads. The connections
-// themselves belong to the threads' run loops.
-class HttpSession : public std::enable_shared_from_this<HttpSession> {
+// What the requests of a session with one server know of earlier ones, whatever thread they ran on:
+// the last Digest challenges of server and proxy, with the count of their uses, so that a login
+// costs no question each time.
+class HttpSession {
   public:
-    // A handle for one request, the last used first. Comes back by itself.
-    std::shared_ptr<CurlEasy> take();
+    void learn(bool isProxy, const HttpChallenge &challenge);
+    // The value of Authorization or Proxy-Authorization. Null for a Digest login before a
+    // challenge; the server will then send one.
+    QByteArray authorization(bool isProxy, const HttpCredentials &credentials,
+                             const QByteArray &method, const QByteArray &target);
 
   private:
-    void giveBack(std::unique_ptr<CurlEasy> easy);
+    struct Known {
+        HttpChallenge challenge;
+        quint32 uses = 0;
+    };
 
-    std::mutex mutex;  // guards idle
-    std::vector<std::unique_ptr<CurlEasy>> idle;
+    std::mutex mutex;  // guards the following
+    Known server;
+    Known proxy;
 };

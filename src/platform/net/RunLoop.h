@@ -3,11 +3,10 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 class CurlMulti;
-class QEventLoop;
-class QObject;
 
 // A thread's own event loop: timers, sockets, posted work, nested runs. It also owns the thread's
 // curl multi handle, so that connections stay open from one request to the next. Made at the first
@@ -41,7 +40,7 @@ class RunLoop {
 
     struct Owner;
     struct Inside;
-    const void *const thread;
+    const std::thread::id thread;
     std::mutex mutex;  // guards inside against posts while the thread ends
     std::unique_ptr<Inside> inside;
     std::vector<bool *> runs;  // the stop marks of the nested runs, innermost last

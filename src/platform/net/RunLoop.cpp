@@ -1,0 +1,109 @@
+#include "platform/net/RunLoop.h"
+
+#include <deque>
+#include <thread>
+#include <utility>
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QEventLoop>
+#include <QObject>
+
+#include "platform/net/CurlMulti.h"
+
+namespace {
+
+// Runs posted functions on the thread it was made on.
+class Inbox : public QObject {
+  public:
+    void put(std::function<void()> function) {
+        {
+            const std::lock_guard guard(mutex);
+            functions.push_back(std::move(function));
+        }
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
+
+    bool event(QEvent *event) override {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        // One function an event, so that a nested run inside of one serves the rest.
+        if (const std::function<void()> function = take())
+            function();
+        return true;
+    }
+
+  private:
+    std::function<void()> take() {
+        const std::lock_guard guard(mutex);
+        if (functions.empty())
+            return {};
+        std::function<void()> first = std::move(functions.front());
+        functions.pop_front();
+        return first;
+    }
+
+    std::mutex mutex;  // guards functions
+    std::deque<std::function<void()>> functions;
+};
+
+}  // namespace
+
+struct RunLoop::Inside {
+    QEventLoop events;  // first: it gives the thread its dispatcher
+    Inbox inbox;
+    CurlMulti curl;
+};
+
+struct RunLoop::Owner {
+    std::shared_ptr<RunLoop> loop{new RunLoop};
+    ~Owner() { loop->shutDown(); }
+};
+
+RunLoop::RunLoop() : thread(std::this_thread::get_id()), inside(std::make_unique<Inside>()) {}
+
+RunLoop::~RunLoop() = default;
+
+std::shared_ptr<RunLoop> RunLoop::current() {
+    static thread_local Owner owner;
+    return owner.loop;
+}
+
+void RunLoop::shutDown() {
+    std::unique_ptr<Inside> last;
+    const std::lock_guard guard(mutex);
+    last = std::move(inside);
+}
+
+void RunLoop::run() {
+    bool stopped = false;
+    runs.push_back(&stopped);
+    runUntil([&stopped] { return stopped; });
+    runs.pop_back();
+}
+
+void RunLoop::stop() {
+    if (!isCurrent())
+        return post([this] { stop(); });
+    if (!runs.empty())
+        *runs.back() = true;
+}
+
+void RunLoop::runUntil(const std::function<bool()> &done) {
+    while (!done())
+        inside->events.processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+void RunLoop::post(std::function<void()> function) {
+    const std::lock_guard guard(mutex);
+    if (inside)
+        inside->inbox.put(std::move(function));
+}
+
+bool RunLoop::isCurrent() const {
+    return thread == std::this_thread::get_id();
+}
+
+CurlMulti &RunLoop::curl() {
+    return inside->curl;
+}

@@ -1,0 +1,545 @@
+#include <thread>
+
+#include <QTemporaryFile>
+
+#include "Exchange.h"
+#include "support/TestServer.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString kUser = QStringLiteral("ann");
+const QString kPassword = QString::fromUtf8("s3cret, \"ü\"");
+
+std::shared_ptr<ASHttpConnectInfo> withLogin(const QString &password = kPassword) {
+    auto info = std::make_shared<ASHttpConnectInfo>();
+    info->isUseAuthorization = true;
+    info->username = kUser;
+    info->password = password;
+    return info;
+}
+
+}  // namespace
+
+TEST(ASHttpConnection, DeliversHeadAndBody) {
+    TestServer server;
+    server.addFile("/a b.txt", "hello");
+    server.setAnswerHeader("GET", "/a b.txt", "x-MiXed", "one");
+    Exchange exchange;
+    ASSERT_TRUE(exchange.get(server.url("/a b.txt")));
+    EXPECT_EQ(exchange.end(), "response");
+    EXPECT_EQ(exchange.body, "hello");
+    EXPECT_EQ(exchange.connection.processedResponseBodyBytes(), 5);
+    const QVariantMap header = exchange.connection.responseHeader();
+    EXPECT_EQ(header.value("statusCode").toInt(), 200);
+    EXPECT_TRUE(header.value("statusString").toString().startsWith("HTTP/1.1 200"));
+    EXPECT_EQ(header.value("x-MiXed").toString(), "one");
+    EXPECT_FALSE(exchange.make("GET", server.url())) << "the request is made once";
+}
+
+TEST(ASHttpConnection, SendsItsFieldsAndNoOthers) {
+    TestServer server;
+    server.addFile("/a", "x");
+    Exchange exchange;
+    exchange.make("GET", server.url("/a"));
+    exchange.connection.setHeaderField("X-Empty", "");
+    exchange.connection.setHeaderField("X-Gone", "1");
+    exchange.connection.setHeaderField("x-gone", QString());
+    exchange.connection.setHeaderField("X-Split", "a\r\nX-Injected: b");
+    exchange.connection.setHeaderField("X-Text", QString::fromUtf8("日本"));
+    ASSERT_TRUE(exchange.run());
+    EXPECT_EQ(server.lastRequest().head,
+              "GET /a HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(server.port()) +
+                  "\r\nX-Empty:\r\nX-Split: aX-Injected: b\r\n"
+                  "X-Text: 日本\r\n");
+}
+
+TEST(ASHttpConnection, AUrlThatCannotBeAskedFailsBeforeAnythingIsSent) {
+    for (const char *url : {"", "ftp://127.0.0.1/a", "http:///a"}) {
+        Exchange exchange;
+        EXPECT_FALSE(exchange.make("GET", url)) << url;
+        EXPECT_EQ(exchange.errorCode(), 4000) << url;
+        EXPECT_FALSE(exchange.send()) << url;
+        EXPECT_EQ(exchange.events, QStringList("unestablished")) << url;
+    }
+    Exchange unmade;
+    EXPECT_FALSE(unmade.send());
+    EXPECT_EQ(unmade.errorCode(), 4004);
+}
+
+TEST(ASHttpConnection, UsesOneConnectionForManyRequests) {
+    TestServer server;
+    server.addFile("/a", QByteArray(1000, 'a'));
+    const auto info = std::make_shared<ASHttpConnectInfo>();
+    for (int i = 0; i < 5; ++i)
+        ASSERT_TRUE(Exchange(info).get(server.url("/a")));
+    EXPECT_EQ(server.connectionCount(), 1);
+
+    // Gone while idle: a new one, and nobody notices.
+    server.dropConnections();
+    Exchange after(info);
+    ASSERT_TRUE(after.get(server.url("/a")));
+    EXPECT_EQ(after.status(), 200);
+    EXPECT_EQ(server.connectionCount(), 2);
+
+    server.setDialect([](TestServer::Dialect &dialect) { dialect.keepAlive = false; });
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(Exchange(info).get(server.url("/a")));
+    EXPECT_EQ(server.connectionCount(), 4) << "the first used the open one, then one each";
+}
+
+TEST(ASHttpConnection, LoginIsLearntOnceAndThenSentAtOnce) {
+    for (const auto scheme : {TestServer::Basic, TestServer::Digest}) {
+        SCOPED_TRACE(scheme);
+        TestServer server;
+        server.requireLogin(scheme, kUser, kPassword, "a realm, with comma");
+        server.addFile("/a", "content");
+        const auto info = withLogin();
+        Exchange first(info);
+        ASSERT_TRUE(first.get(server.url("/a")));
+        EXPECT_EQ(first.status(), 200);
+        EXPECT_EQ(first.body, "content");
+        EXPECT_EQ(server.requests().size(), 2);
+        EXPECT_FALSE(server.requests().first().has("Authorization"));
+        EXPECT_EQ(info->authenticationScheme, scheme == TestServer::Basic ? "Basic" : "Digest");
+
+        for (int i = 0; i < 3; ++i) {
+            server.clearRequests();
+            Exchange later(info);
+            later.requestBody = "<x/>";
+            later.make("PROPFIND", server.url("/a"));
+            later.connection.setHeaderField("Depth", "0");
+            ASSERT_TRUE(later.run());
+            EXPECT_EQ(later.status(), 207);
+            ASSERT_EQ(server.requests().size(), 1) << "no 401 in between";
+            EXPECT_EQ(server.lastRequest().body, "<x/>");
+        }
+
+        // Another thread of the session knows it too.
+        server.clearRequests();
+        int status = 0;
+        std::thread([&] {
+            Exchange elsewhere(info);
+            if (elsewhere.get(server.url("/a")))
+                status = elsewhere.status();
+        }).join();
+        EXPECT_EQ(status, 200);
+        EXPECT_EQ(server.requests().size(), 1);
+    }
+}
+
+TEST(ASHttpConnection, ARefusedLoginEndsTheExchange) {
+    for (const auto scheme : {TestServer::Basic, TestServer::Digest}) {
+        SCOPED_TRACE(scheme);
+        TestServer server;
+        server.requireLogin(scheme, kUser, kPassword);
+        const auto info = withLogin("wrong");
+        Exchange wrong(info);
+        ASSERT_TRUE(wrong.get(server.url("/a")));
+        EXPECT_EQ(wrong.end(), "refused");
+        EXPECT_EQ(wrong.status(), 401);
+        EXPECT_EQ(server.requests().size(), 2);
+
+        // The next request tries the remembered scheme, and may ask once more.
+        server.clearRequests();
+        Exchange again(info);
+        ASSERT_TRUE(again.get(server.url("/a")));
+        EXPECT_EQ(again.end(), "refused");
+        EXPECT_LE(server.requests().size(), 2);
+
+        // A new password works at once.
+        info->changeLogin(false, kUser, kPassword);
+        server.addFile("/a", "x");
+        Exchange right(info);
+        ASSERT_TRUE(right.get(server.url("/a")));
+        EXPECT_EQ(right.status(), 200);
+    }
+    TestServer server;
+    server.requireLogin(TestServer::Basic, kUser, kPassword);
+    Exchange none(std::make_shared<ASHttpConnectInfo>());
+    ASSERT_TRUE(none.get(server.url("/a")));
+    EXPECT_EQ(none.end(), "refused");
+    EXPECT_EQ(none.challenges, 0);
+    EXPECT_EQ(none.status(), 401);
+    EXPECT_EQ(server.requests().size(), 1);
+}
+
+TEST(ASHttpConnection, AStaleNonceIsAnsweredWithTheWholeBody) {
+    TestServer server;
+    server.requireLogin(TestServer::Digest, kUser, kPassword);
+    const auto info = withLogin();
+    ASSERT_TRUE(Exchange(info).get(server.url("/")));
+    for (const bool told : {true, false}) {
+        SCOPED_TRACE(told);
+        if (told)
+            server.expireNonce();
+        else
+            server.requireLogin(TestServer::Digest, kUser, kPassword);
+        Exchange put(info);
+        put.requestBody = QByteArray(100'000, 'p');
+        put.make("PUT", server.url("/p"));
+        ASSERT_TRUE(put.run());
+        EXPECT_EQ(put.end(), "response");
+        EXPECT_EQ(server.content("/p"), put.requestBody);
+        server.remove("/p");
+    }
+}
+
+TEST(ASHttpConnection, ACookieOfTheChallengeGoesWithItsAnswer) {
+    TestServer server;
+    server.requireLogin(TestServer::Basic, kUser, kPassword);
+    server.addFile("/a", "x");
+    server.fault({.status = 401,
+                  .headers = {{"WWW-Authenticate", "Basic realm=\"r\""},
+                              {"Set-Cookie", "sid=7; Path=/elsewhere; Secure"}}});
+    Exchange exchange(withLogin());
+    ASSERT_TRUE(exchange.get(server.url("/a")));
+    EXPECT_EQ(exchange.status(), 200);
+    EXPECT_EQ(server.lastRequest().header("Cookie"), "sid=7");
+}
+
+TEST(ASHttpConnection, DigestIsPreferredAndUnknownSchemesAreNotAnswered) {
+    TestServer server;
+    server.requireLogin(TestServer::Digest, kUser, kPassword);
+    server.addFile("/a", "x");
+    const QByteArray digest = "Digest realm=\"test\", nonce=\"n\", qop=\"auth\"";
+    server.fault(
+        {.status = 401, .headers = {{"WWW-Authenticate", "Basic realm=\"b, Digest\", " + digest}}});
+    const auto info = withLogin();
+    Exchange both(info);
+    ASSERT_TRUE(both.get(server.url("/a")));
+    EXPECT_EQ(info->authenticationScheme, "Digest");
+
+    server.fault({.times = Fault::kAlways,
+                  .status = 401,
+                  .headers = {{"WWW-Authenticate", "NTLM"}, {"WWW-Authenticate", "Negotiate"}}});
+    server.clearRequests();
+    Exchange ntlm(withLogin());
+    ASSERT_TRUE(ntlm.get(server.url("/a")));
+    EXPECT_EQ(ntlm.end(), "refused");
+    EXPECT_EQ(ntlm.errorCode(), 4001);
+    EXPECT_EQ(server.requests().size(), 1);
+}
+
+TEST(ASHttpConnection, RedirectsKeepMethodAndBody) {
+    for (const int status : {301, 302, 303, 307, 308}) {
+        SCOPED_TRACE(status);
+        TestServer server;
+        server.addFolder("/new");
+        server.fault(
+            {.path = "/old", .status = status, .body = "moved", .redirect = "/new/?a=%20#f"});
+        Exchange exchange;
+        exchange.requestBody = "<x/>";
+        exchange.make("PROPFIND", server.url("/old"));
+        exchange.connection.setHeaderField("Depth", "0");
+        exchange.connection.setHeaderField("If", "(<t>)");
+        ASSERT_TRUE(exchange.run());
+        const RecordedRequest last = server.lastRequest();
+        EXPECT_EQ(last.target, "/new/?a=%20");
+        EXPECT_EQ(last.header("If"), "(<t>)");
+        EXPECT_EQ(last.method, status == 303 ? "GET" : "PROPFIND");
+        EXPECT_EQ(last.body, status == 303 ? "" : "<x/>");
+        EXPECT_FALSE(exchange.body.contains("moved"));
+    }
+}
+
+TEST(ASHttpConnection, RedirectsThatAreNotFollowed) {
+    TestServer server;
+    server.fault({.times = Fault::kAlways, .redirect = "/loop"});
+    Exchange loop;
+    ASSERT_TRUE(loop.get(server.url("/loop")));
+    EXPECT_EQ(loop.end(), "interrupted");
+    EXPECT_EQ(loop.errorCode(), 4005);
+    EXPECT_EQ(server.requests().size(), 11);
+
+    for (const char *target : {"ftp://127.0.0.1/", "file:///etc/passwd", "http:///"}) {
+        server.clearFaults();
+        server.fault({.redirect = target});
+        Exchange exchange;
+        ASSERT_TRUE(exchange.get(server.url("/x")));
+        EXPECT_EQ(exchange.end(), "response");
+        EXPECT_EQ(exchange.status(), 302) << target;
+    }
+}
+
+TEST(ASHttpConnection, SecretsStayAtHomeOnARedirect) {
+    for (const auto scheme : {TestServer::Basic, TestServer::Digest}) {
+        SCOPED_TRACE(scheme);
+        TestServer home;
+        TestServer stranger;
+        home.requireLogin(scheme, kUser, kPassword);
+        home.addFile("/a", "x");
+        const auto info = withLogin();
+        ASSERT_TRUE(Exchange(info).get(home.url("/a")));
+        stranger.requireLogin(scheme, kUser, kPassword);
+        home.clearRequests();
+        home.fault({.redirect = stranger.url("/b").toUtf8()});
+        home.fault({.redirect = stranger.url("/b").toUtf8()});
+        Exchange exchange(info);
+        exchange.make("PUT", home.url("/a"));
+        exchange.requestBody = "body";
+        for (const char *name : {"Cookie", "If", "Lock-Token", "X-Harmless"})
+            exchange.connection.setHeaderField(name, "<1>");
+        ASSERT_TRUE(exchange.run());
+        EXPECT_EQ(exchange.end(), "refused");
+        ASSERT_EQ(stranger.requests().size(), 1);
+        const RecordedRequest abroad = stranger.lastRequest();
+        EXPECT_EQ(abroad.body, "body");
+        EXPECT_TRUE(abroad.has("X-Harmless"));
+        for (const char *name : {"Authorization", "Cookie", "If", "Lock-Token"})
+            EXPECT_FALSE(abroad.has(name)) << name;
+
+        // The server's own login still works without a new question.
+        home.clearFaults();
+        home.clearRequests();
+        Exchange after(info);
+        ASSERT_TRUE(after.get(home.url("/a")));
+        EXPECT_EQ(after.status(), 200);
+        EXPECT_EQ(home.requests().size(), 1);
+    }
+}
+
+TEST(ASHttpConnection, ABrokenAnswerIsAnErrorAndNotAShortOne) {
+    struct Case {
+        const char *name;
+        Fault fault;
+        bool chunked = false;
+    };
+    const Case cases[] = {
+        {"closed early", {.times = Fault::kAlways, .cutAfter = 1000}},
+        {"reset", {.times = Fault::kAlways, .reset = true, .cutAfter = 1000}},
+        {"shorter than announced", {.times = Fault::kAlways, .lengthDelta = -1}},
+        {"a chunk missing", {.times = Fault::kAlways, .cutAfter = 1000}, true},
+        {"no answer", {.times = Fault::kAlways, .close = true}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        TestServer server;
+        server.addFile("/a", QByteArray(200'000, 'a'));
+        server.setDialect([&c](TestServer::Dialect &d) { d.chunkedAnswers = c.chunked; });
+        server.fault(c.fault);
+        Exchange exchange;
+        ASSERT_TRUE(exchange.get(server.url("/a")));
+        EXPECT_EQ(exchange.end(), "interrupted");
+        EXPECT_EQ(exchange.errorCode(), 4005);
+        EXPECT_FALSE(exchange.connection.error->userInfo.value("OUTPUT").toString().isEmpty());
+        server.clearFaults();
+        Exchange after;
+        ASSERT_TRUE(after.get(server.url("/a")));
+        EXPECT_EQ(after.body.size(), 200'000);
+    }
+}
+
+TEST(ASHttpConnection, ALongerBodyThanAnnouncedDoesNotReachTheNextAnswer) {
+    TestServer server;
+    server.addFile("/a", "0123456789");
+    server.fault({.lengthDelta = 5});
+    const auto info = std::make_shared<ASHttpConnectInfo>();
+    for (int i = 0; i < 2; ++i) {
+        Exchange exchange(info);
+        ASSERT_TRUE(exchange.get(server.url("/a")));
+        EXPECT_EQ(exchange.body, "0123456789");
+    }
+}
+
+TEST(ASHttpConnection, NoServerAndNoHost) {
+    quint16 port = 0;
+    { port = TestServer().port(); }
+    for (const QString &url : {QStringLiteral("http://bob:pw@127.0.0.1:%1/").arg(port),
+                               QStringLiteral("http://bob:pw@no-such-host.invalid/")}) {
+        Exchange exchange;
+        ASSERT_TRUE(exchange.get(url));
+        EXPECT_EQ(exchange.end(), "interrupted");
+        EXPECT_EQ(exchange.errorCode(), 4005);
+        EXPECT_TRUE(exchange.connection.responseHeader().isEmpty());
+        EXPECT_FALSE(exchange.connection.failureText.contains("pw"));
+    }
+}
+
+class IdleWatch : public testing::Test {
+  protected:
+    void SetUp() override { ASHttpConnection::setInspectInterval(20ms); }  // 1 s is 4 ms
+    void TearDown() override { ASHttpConnection::setInspectInterval(5s); }
+};
+
+TEST_F(IdleWatch, EndsASilentExchange) {
+    TestServer server;
+    server.addFile("/a", QByteArray(100'000, 'a'));
+    for (const Fault &fault : {Fault{.stall = true}, Fault{.stallAfter = 10}}) {
+        server.fault(fault);
+        Exchange exchange;
+        exchange.limit = 10.0;
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_TRUE(exchange.get(server.url("/a")));
+        const auto took = std::chrono::steady_clock::now() - start;
+        EXPECT_EQ(exchange.end(), "interrupted");
+        EXPECT_EQ(exchange.errorCode(), 4006);
+        EXPECT_GE(took, 40ms);
+        EXPECT_LT(took, 400ms);
+        server.clearFaults();
+        server.releaseStalled();
+    }
+}
+
+TEST_F(IdleWatch, ASlowAnswerIsAlive) {
+    TestServer server;
+    server.addFile("/a", QByteArray(200, 'a'));
+    server.fault({.bytesPerSecond = 400});  // half a second in all, a piece every 50 ms
+    Exchange exchange;
+    exchange.limit = 50.0;  // 200 ms
+    ASSERT_TRUE(exchange.get(server.url("/a")));
+    EXPECT_EQ(exchange.end(), "response");
+    EXPECT_EQ(exchange.body.size(), 200);
+}
+
+TEST(ASHttpConnectionTls, TrustDecidesAndTheMarkTellsWhy) {
+    Certificate::Options other;
+    other.names = {QStringLiteral("elsewhere.example")};
+    struct Case {
+        const char *name;
+        Certificate::Options certificate;
+        bool trusted;
+        bool validates;
+        bool works;
+    };
+    const Case cases[] = {
+        {"self-signed", {}, false, true, false},
+        {"self-signed, unchecked", {}, false, false, true},
+        {"trusted", {}, true, true, true},
+        {"trusted, other name", other, true, true, false},
+        {"other name, unchecked", other, false, false, true},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        TestServer server(TestServer::Https, c.certificate);
+        server.addFile("/a", "x");
+        QTemporaryFile trust;
+        ASSERT_TRUE(trust.open());
+        trust.write(server.certificatePem());
+        trust.flush();
+        if (c.trusted)
+            qputenv("SSL_CERT_FILE", trust.fileName().toUtf8());
+        const auto info = std::make_shared<ASHttpConnectInfo>();
+        info->validatesSecureCertificate = c.validates;
+        Exchange exchange(info);
+        ASSERT_TRUE(exchange.get(server.url("/a")));
+        qunsetenv("SSL_CERT_FILE");
+        EXPECT_EQ(exchange.end(), c.works ? "response" : "interrupted");
+        EXPECT_EQ(exchange.mark(), c.works ? "" : "ServerSelfCertificate");
+    }
+}
+
+TEST(ASHttpConnectionTls, AnUncheckedConnectionIsNotUsedByACheckedRequest) {
+    TestServer server(TestServer::Https);
+    server.addFile("/a", "x");
+    const auto info = std::make_shared<ASHttpConnectInfo>();
+    info->validatesSecureCertificate = false;
+    ASSERT_TRUE(Exchange(info).get(server.url("/a")));
+    info->validatesSecureCertificate = true;
+    Exchange checked(info);
+    ASSERT_TRUE(checked.get(server.url("/a")));
+    EXPECT_EQ(checked.mark(), "ServerSelfCertificate");
+}
+
+TEST(ASHttpConnectionTls, ShowsTheClientsCertificate) {
+    Certificate::Options options;
+    options.commonName = QStringLiteral("Ann Client");
+    const Certificate client = Certificate::make(options);
+    QTemporaryFile file;
+    ASSERT_TRUE(file.open());
+    file.write(client.certificatePem + client.keyPem);
+    file.flush();
+
+    TestServer server(TestServer::Https);
+    server.askForClientCertificate();
+    server.addFile("/a", "x");
+    const auto info = std::make_shared<ASHttpConnectInfo>();
+    info->validatesSecureCertificate = false;
+    info->clientCertificates = {{.label = {},
+                                 .certificate = file.fileName(),
+                                 .privateKey = file.fileName(),
+                                 .type = QStringLiteral("PEM"),
+                                 .passphrase = {}}};
+    Exchange exchange(info);
+    ASSERT_TRUE(exchange.get(server.url("/a")));
+    EXPECT_EQ(exchange.status(), 200);
+    EXPECT_EQ(server.lastRequest().clientCommonName, "Ann Client");
+
+    info->clientCertificates[0].certificate = QStringLiteral("/nowhere.pem");
+    Exchange broken(info);
+    ASSERT_TRUE(broken.get(server.url("/a")));
+    EXPECT_EQ(broken.mark(), "ClientCertificateInvalid");
+}
+
+TEST(ASHttpConnectionProxy, PlainAndTunnelWithLogin) {
+    for (const auto mode : {TestServer::Http, TestServer::Https})
+        for (const auto scheme : {TestServer::NoLogin, TestServer::Basic, TestServer::Digest}) {
+            SCOPED_TRACE(testing::Message() << "mode " << mode << " scheme " << scheme);
+            TestServer server(mode);
+            server.addFile("/a", "through");
+            TestServer proxy(TestServer::HttpProxy);
+            if (scheme != TestServer::NoLogin)
+                proxy.requireLogin(scheme, kUser, kPassword);
+            const auto info = std::make_shared<ASHttpConnectInfo>();
+            info->validatesSecureCertificate = false;
+            info->isUseProxy = true;
+            info->isUseProxyHTTPS = mode == TestServer::Https;
+            info->proxyHost = QStringLiteral("127.0.0.1");
+            info->proxyPort = proxy.port();
+            info->isUseProxyAuthorization = scheme != TestServer::NoLogin;
+            info->proxyUsername = kUser;
+            info->proxyPassword = kPassword;
+            Exchange first(info);
+            ASSERT_TRUE(first.get(server.url("/a")));
+            EXPECT_EQ(first.status(), 200);
+            EXPECT_EQ(first.body, "through");
+            EXPECT_EQ(proxy.requests().size(), scheme == TestServer::NoLogin ? 1 : 2);
+            EXPECT_FALSE(server.lastRequest().has("Proxy-Authorization"));
+            EXPECT_FALSE(proxy.requests().first().has("Proxy-Connection"));
+
+            proxy.clearRequests();
+            Exchange later(info);
+            ASSERT_TRUE(later.get(server.url("/a")));
+            EXPECT_EQ(later.status(), 200);
+            EXPECT_LE(proxy.requests().size(), 1);
+
+            if (scheme == TestServer::NoLogin)
+                continue;
+            const auto wrongInfo = std::make_shared<ASHttpConnectInfo>();
+            wrongInfo->validatesSecureCertificate = false;
+            wrongInfo->isUseProxy = true;
+            wrongInfo->isUseProxyHTTPS = mode == TestServer::Https;
+            wrongInfo->proxyHost = QStringLiteral("127.0.0.1");
+            wrongInfo->proxyPort = proxy.port();
+            wrongInfo->isUseProxyAuthorization = true;
+            wrongInfo->proxyUsername = kUser;
+            wrongInfo->proxyPassword = QStringLiteral("wrong");
+            proxy.dropConnections();
+            // A thread of its own: a tunnel that is open asks for no login.
+            std::thread([&] {
+                Exchange wrong(wrongInfo);
+                ASSERT_TRUE(wrong.get(server.url("/a")));
+                EXPECT_EQ(wrong.end(), "refused");
+                EXPECT_EQ(wrong.status(), 407);
+            }).join();
+        }
+}
+
+TEST(ASHttpConnectionProxy, WithoutAPortOrForTheOtherSchemeTheRequestGoesDirect) {
+    TestServer server;
+    server.addFile("/a", "x");
+    TestServer proxy(TestServer::HttpProxy);
+    for (const bool hasPort : {false, true}) {
+        const auto info = std::make_shared<ASHttpConnectInfo>();
+        info->isUseProxy = true;
+        info->isUseProxyHTTPS = true;
+        info->proxyHost = QStringLiteral("127.0.0.1");
+        if (hasPort)
+            info->proxyPort = proxy.port();
+        Exchange exchange(info);
+        ASSERT_TRUE(exchange.get(server.url("/a")));
+        EXPECT_EQ(exchange.status(), 200);
+    }
+    EXPECT_EQ(proxy.connectionCount(), 0);
+}

@@ -1,0 +1,83 @@
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "Exchange.h"
+#include "platform/net/RunLoop.h"
+#include "support/TestServer.h"
+
+TEST(RunLoop, PostedWorkRunsOnTheOwnersThread) {
+    const auto loop = RunLoop::current();
+    EXPECT_EQ(loop, RunLoop::current());
+    std::thread::id ranOn;
+    std::thread([&] {
+        EXPECT_NE(loop, RunLoop::current());
+        loop->post([&] {
+            ranOn = std::this_thread::get_id();
+            loop->stop();
+        });
+    }).join();
+    loop->run();
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(RunLoop, StopEndsTheInnermostRun) {
+    const auto loop = RunLoop::current();
+    QStringList order;
+    loop->post([&] {
+        loop->post([&] {
+            order << "stop inner";
+            loop->stop();
+        });
+        loop->run();
+        order << "inner ended";
+        loop->stop();
+    });
+    loop->run();
+    order << "outer ended";
+    EXPECT_EQ(order, QStringList({"stop inner", "inner ended", "outer ended"}));
+}
+
+TEST(RunLoop, ALoopWhoseThreadHasEndedDropsWork) {
+    std::shared_ptr<RunLoop> gone;
+    std::thread([&gone] { gone = RunLoop::current(); }).join();
+    const auto witness = std::make_shared<int>(0);
+    gone->post([witness] { FAIL(); });
+    gone->stop();
+    EXPECT_EQ(witness.use_count(), 1);
+}
+
+TEST(RunLoop, AThreadMayEndInTheMiddleOfARequest) {
+    TestServer server;
+    server.fault({.times = Fault::kAlways, .stall = true});
+    std::thread([&server] {
+        Exchange exchange;
+        exchange.make("GET", server.url("/a"));
+        exchange.send();
+        waitFor([&server] { return server.countOf("GET") == 1; });
+    }).join();
+}
+
+TEST(RunLoop, ManyThreadsOfOneSession) {
+    TestServer server;
+    server.requireLogin(TestServer::Digest, "u", "p");
+    server.addFile("/a", QByteArray(10'000, 'a'));
+    const auto info = std::make_shared<ASHttpConnectInfo>();
+    info->isUseAuthorization = true;
+    info->username = "u";
+    info->password = "p";
+    std::atomic<int> good{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 6; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 10; ++i) {
+                Exchange exchange(info);
+                if (exchange.get(server.url("/a")) && exchange.body.size() == 10'000)
+                    ++good;
+            }
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(good, 60);
+    EXPECT_EQ(server.connectionCount(), 6);
+}
