@@ -23,7 +23,9 @@ class GMUserFileSystem {
                                         const std::optional<Error> &)>;
 
     // Process-wide subscription, as notifications reach every subscriber whoever sends them.
-    // The returned number unsubscribes. Safe from any thread, also from inside an observer.
+    // The returned number unsubscribes. Safe from any thread, also from inside an observer; a call
+    // already under way on the host's thread is not waited for. An observer must not use the
+    // volume itself: the thread it runs on is the one that would answer.
     static int subscribe(Observer observer);
     static void unsubscribe(int subscription);
 
@@ -33,7 +35,8 @@ class GMUserFileSystem {
     GMUserFileSystem &operator=(const GMUserFileSystem &) = delete;
 
     // Returns at once; the outcome comes as a notification. A mount point whose last folder is
-    // missing is made, and removed again after the unmount.
+    // missing is made, and removed again after the unmount. A host mounts once. Without
+    // detachNewThread the caller's thread serves the volume and returns after its end.
     void mountAtPath(const QString &path, const QStringList &options, bool shouldForeground,
                      bool detachNewThread);
 
@@ -42,14 +45,22 @@ class GMUserFileSystem {
         kForce,  // detaches the volume, then releases every open handle to the delegate
     };
     // Asks for the unmount; its end comes as kGMUserFileSystemDidUnmount. False, with EBUSY for a
-    // plain unmount of a volume in use, when the volume stays mounted.
+    // plain unmount of a volume in use, when the volume stays mounted. Asked before the volume
+    // answers, the mount ends as failed with ECANCELED.
     bool unmount(UnmountMode mode = UnmountMode::kForce, ErrorOut error = nullptr);
 
-    // Blocks until the host's thread has ended. Returns at once if it never ran.
+    // Blocks until the host's thread has ended. Returns at once if it never ran, and on that
+    // thread.
     void waitUntilEnded();
     bool isMounted() const;
+    // Whether the delegate is this host's.
+    bool serves(const GMUserFileSystemDelegate *delegate) const;
 
   private:
     class Impl;
-    std::unique_ptr<Impl> impl;
+    // The sender of a notification whose host an observer has dropped.
+    explicit GMUserFileSystem(std::shared_ptr<Impl> impl);
+
+    // Shared with the host's thread, so that an observer may drop the host on it.
+    std::shared_ptr<Impl> impl;
 };

@@ -52,6 +52,10 @@ class GMUserFileSystemDelegate {
                                   HandlePtr *userData, ErrorOut error);
     virtual int writeFileAtPath(const QString &path, const HandlePtr &userData, const char *buffer,
                                 size_t size, qint64 offset, ErrorOut error);
+    // fsync(2): brings what was written through the handle to the local disk. True unless
+    // overridden.
+    virtual bool synchronizeFileAtPath(const QString &path, const HandlePtr &userData,
+                                       ErrorOut error);
     virtual bool createDirectoryAtPath(const QString &path, const AttributeMap &attributes,
                                        ErrorOut error);
     virtual bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error);

@@ -1,0 +1,689 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ja_JP" sourcelanguage="en_US">
+<context>
+    <name></name>
+    <message id="AppDelegate_1">
+        <translation>マウントポイントは「/」で始まる必要があります。
+
+フォルダーのフルパスを入力してください（例: /Volumes/Office）。</translation>
+    </message>
+    <message id="AppDelegate_2">
+        <translation>マウントポイントは2階層以上の深さにしてください。
+
+「/」の直下のフォルダーは使えません。/Volumes/Office のようなパスを入力してください。</translation>
+    </message>
+    <message id="AppDelegate_3">
+        <translation>マウントポイントがフォルダーではなくファイルです。
+
+別のパスを指定するか、そのファイルを移動してください。</translation>
+    </message>
+    <message id="AppDelegate_4">
+        <translation>マウントポイントの親フォルダーがありません。
+
+先に親フォルダーを作成するか、既存のフォルダーの中を指定してください。パスの最後のフォルダーは自動的に作成されます。</translation>
+    </message>
+    <message id="AppDelegate_5">
+        <translation>マウントポイントが指定されていません。
+
+フォルダーのパスを入力するか、既定のマウントポイントを使ってください。</translation>
+    </message>
+    <message id="AppDelegate_6">
+        <translation>サーバーに接続できませんでした。
+
+URL、ネットワーク接続、プロキシ設定を確認して、もう一度お試しください。</translation>
+    </message>
+    <message id="AppDelegate_7">
+        <translation>このアドレスのサーバーは WebDAV に対応していません。
+
+URL を確認してください。パスに WebDAV フォルダーを指定する必要があるかもしれません。</translation>
+    </message>
+    <message id="AppDelegate_8">
+        <translation>サーバーで内部エラーが発生したか、サーバーが混み合っています。
+
+しばらくしてからもう一度お試しください。続く場合はサーバーの管理者に連絡してください。</translation>
+    </message>
+    <message id="AppDelegate_9">
+        <translation>サーバーが要求を拒否しました。
+
+URL と、このフォルダーを利用する権限がアカウントにあるかを確認してください。</translation>
+    </message>
+    <message id="AppDelegate_10">
+        <translation>サーバーから予期しない応答がありました。
+
+URL を確認してください。サーバーのステータス行はログに記録されています。</translation>
+    </message>
+    <message id="AppDelegate_11">
+        <translation>URL の示すサーバー上のフォルダーを開けませんでした。
+
+URL のパスと、そのフォルダーに対する権限を確認してください。</translation>
+    </message>
+    <message id="AppDelegate_12">
+        <translation>フォルダーを開く際にサーバーで内部エラーが発生しました。
+
+しばらくしてからもう一度お試しください。続く場合はサーバーの管理者に連絡してください。</translation>
+    </message>
+    <message id="AppDelegate_13">
+        <translation>URL のフォルダーを正しく読み取れませんでした。
+
+もう一度お試しください。サーバーの応答はログに記録されています。</translation>
+    </message>
+    <message id="AppDelegate_51">
+        <translation>その名前の接続はありません。
+
+保存済みの接続を選ぶか、先に接続を追加してください。</translation>
+    </message>
+    <message id="AppDelegate_52">
+        <translation>現在マウント中の接続があります。
+
+マウント中の接続は変更できません。先にマウントを解除してください。</translation>
+    </message>
+    <message id="AppDelegate_66">
+        <translation>ログファイルの選択</translation>
+    </message>
+    <message id="AppDelegate_67">
+        <translation>この URL または場所は使用できません。
+
+サーバーの URL は「http:」または「https:」で始まる必要があります。ログファイルは書き込み可能なフォルダーに置いてください。</translation>
+    </message>
+    <message id="AppDelegate_68">
+        <translation>接続「%1」を起動時にマウントできませんでした。
+
+自動マウントを解除しました。接続できるようになったら、設定で再度有効にしてください。</translation>
+    </message>
+    <message id="Common_Button_Cancel">
+        <translation>キャンセル</translation>
+    </message>
+    <message id="Common_Button_NO">
+        <translation>いいえ</translation>
+    </message>
+    <message id="Common_Button_OK">
+        <translation>OK</translation>
+    </message>
+    <message id="Common_Button_YES">
+        <translation>はい</translation>
+    </message>
+    <message id="Common_Confirm_Title">
+        <translation>確認</translation>
+    </message>
+    <message id="Common_Delivery">
+        <translation>配信</translation>
+    </message>
+    <message id="Common_Error_Title">
+        <translation>エラー</translation>
+    </message>
+    <message id="Common_Title">
+        <translation>Velmora Disk</translation>
+    </message>
+    <message id="Common_WebPublic_Confirm_Title">
+        <translation>Web 公開の確認</translation>
+    </message>
+    <message id="Common_WebPublic_Error_Title">
+        <translation>Web 公開エラー</translation>
+    </message>
+    <message id="Common_WebPublic_Title">
+        <translation>Web 公開</translation>
+    </message>
+    <message id="KQSelfServerCertificateWindowController_0">
+        <translation>サーバー証明書を検証できませんでした。接続を続けますか？</translation>
+    </message>
+    <message id="KQSelfServerCertificateWindowController_1">
+        <translation>証明書が自己署名である、期限が切れている、または別のホストのものである可能性があり、通信が盗聴されるおそれがあります。このサーバーを信頼できる場合にのみ「はい」を選んでください。この選択は今回の接続に限り有効です。</translation>
+    </message>
+    <message id="Preferences_0">
+        <translation>設定ファイルが壊れていたため、「%1」として退避しました。
+
+設定なしで続行します。そのファイルを修復して「%2」に戻すか、接続を再入力してください。</translation>
+    </message>
+    <message id="Preferences_1">
+        <translation>設定ファイル「%1」を読み取れませんでした: %2
+
+読み取り権限を確認してください。それまで設定の読み込みと保存は行われません。</translation>
+    </message>
+    <message id="Preferences_2">
+        <translation>設定を「%1」に保存できませんでした: %2
+
+ファイルとフォルダーの権限、および空き容量を確認してください。</translation>
+    </message>
+    <message id="ProgressBar_1">
+        <translation>準備中</translation>
+    </message>
+    <message id="ProgressBar_2">
+        <translation>送信済み</translation>
+    </message>
+    <message id="VDLockController_0">
+        <translation>「%1%2」（接続「%3」）のロックを更新できませんでした。サーバー上でロックされています。
+
+他のユーザーが変更する可能性があります。別名で保存するか、ファイルを閉じて開き直してください。</translation>
+    </message>
+    <message id="VDLockController_1">
+        <translation>「%1%2」（接続「%3」）のロックが失われました。他のユーザーがロックしています。
+
+変更内容は別名で保存してください。</translation>
+    </message>
+    <message id="VDLockController_2">
+        <translation>「%1%2」（接続「%3」）のロックを更新できませんでした。サーバーが許可していません。
+
+権限を確認し、必要に応じて変更内容を別名で保存してください。</translation>
+    </message>
+    <message id="VDLockController_3">
+        <translation>「%1%2」（接続「%3」）のロックを更新できませんでした。サーバーに接続できません。
+
+ネットワーク接続を確認してから、ファイルを閉じて開き直してください。</translation>
+    </message>
+    <message id="VDLockController_4">
+        <translation>「%1%2」（接続「%3」）のロックを更新できませんでした。サーバーから予期しない応答がありました。
+
+別名で保存するか、ファイルを閉じて開き直してください。</translation>
+    </message>
+    <message id="VDWebDAVConnect_0">
+        <translation>プロキシへのログイン</translation>
+    </message>
+    <message id="VelmoraDisk_0">
+        <translation>「%1」を保存できませんでした。サーバーがログインを受け付けません。
+
+マウントを解除し、正しいユーザー名とパスワードでマウントし直してから、もう一度保存してください。</translation>
+    </message>
+    <message id="VelmoraDisk_1">
+        <translation>ファイルを保存できませんでした。サーバーはこの種類のファイル（%1）を受け付けません。
+
+別の拡張子の名前で保存してください。</translation>
+    </message>
+    <message id="VelmoraDisk_2">
+        <translation>「%1」を保存できませんでした。「%2」のサーバーで内部エラーが発生したか、サーバーが混み合っています。
+
+しばらくしてからもう一度お試しください。続く場合はサーバーの管理者に連絡してください。</translation>
+    </message>
+    <message id="VelmoraDisk_3">
+        <translation>「%1」を保存できませんでした。サーバーがこの形式の内容を受け付けません。
+
+別の形式で保存するか、サーバーの管理者に連絡してください。</translation>
+    </message>
+    <message id="VelmoraDisk_4">
+        <translation>「%1」を保存できませんでした。「%2」のサーバー上で他のユーザーがロックしています。
+
+ロックが解除されるまで待つか、別名で保存してください。</translation>
+    </message>
+    <message id="VelmoraDisk_5">
+        <translation>「%1」を保存できませんでした。「%2」のサーバーに接続できません。
+
+ネットワーク接続を確認して、もう一度保存してください。</translation>
+    </message>
+    <message id="VelmoraDisk_6">
+        <translation>「%1」を保存できませんでした。サーバーの空き容量がありません。
+
+不要なファイルを削除するか、容量の追加を依頼してください。</translation>
+    </message>
+    <message id="VelmoraDisk_7">
+        <translation>「%1」を保存できませんでした。「%2」のサーバーから予期しない応答がありました。
+
+サーバーのステータス行はログに記録されています。もう一度試すか、別名で保存してください。</translation>
+    </message>
+    <message id="VelmoraDisk_8">
+        <translation>「%1」をサーバーに保存できませんでした。変更後のファイルは「%2」に保管しました。
+
+原因を取り除いてから、ディスクにコピーし直してください。</translation>
+    </message>
+    <message id="VelmoraDisk_9">
+        <translation>ファイルを保存できませんでした。サーバーに拒否されました。
+
+別の名前または別のフォルダーに保存してください。</translation>
+    </message>
+    <message id="VelmoraDisk_10">
+        <translation>「%1」を保存できませんでした。サーバーが受け付けるサイズを超えています。
+
+分割または圧縮するか、サーバーの管理者に連絡してください。</translation>
+    </message>
+    <message id="GMUserFileSystem_NotAbsolute">
+        <translation>マウント先「%1」は絶対パスではありません。
+
+/Volumes/Office のように、フォルダの絶対パスを指定してください。</translation>
+    </message>
+    <message id="GMUserFileSystem_ParentMissing">
+        <translation>マウント先「%1」を作成できません。フォルダ「%2」が存在しません。
+
+先にそのフォルダを作成するか、別のマウント先を選んでください。</translation>
+    </message>
+    <message id="GMUserFileSystem_CannotMakeFolder">
+        <translation>マウント先「%1」を作成できません: %2。
+
+フォルダを自分で作成するか、書き込み可能なフォルダの中をマウント先に選んでください。</translation>
+    </message>
+    <message id="GMUserFileSystem_NotFolder">
+        <translation>マウント先「%1」はフォルダではありません。
+
+別のマウント先を選ぶか、そのファイルを移動してください。</translation>
+    </message>
+    <message id="GMUserFileSystem_NotEmpty">
+        <translation>マウント先「%1」は空ではありません。
+
+空のフォルダか、まだ存在しないフォルダを選んでください。</translation>
+    </message>
+    <message id="GMUserFileSystem_AlreadyMounted">
+        <translation>「%1」にはすでに別のディスクがマウントされています。
+
+先にそれをマウント解除するか、別のマウント先を選んでください。</translation>
+    </message>
+    <message id="GMUserFileSystem_DeadMount">
+        <translation>「%1」のマウントは応答せず、取り除くこともできません。
+
+マウントしたユーザーでそのフォルダに「fusermount3 -u -z」を実行するか、別のマウント先を選んでください。</translation>
+    </message>
+    <message id="GMUserFileSystem_Unusable">
+        <translation>マウント先「%1」は使用できません: %2。
+
+別のマウント先を選んでください。</translation>
+    </message>
+    <message id="GMUserFileSystem_DeviceForbidden">
+        <translation>「%1」をマウントできません。%2 を使用する権限がありません。
+
+%2 の読み書きの権限を管理者に依頼してください。</translation>
+    </message>
+    <message id="GMUserFileSystem_DeviceMissing">
+        <translation>「%1」をマウントできません。このシステムには %2 がありません。
+
+カーネルの fuse モジュールを読み込んでください（「modprobe fuse」）。</translation>
+    </message>
+    <message id="GMUserFileSystem_HelperMissing">
+        <translation>「%1」をマウントできません。プログラム fusermount3 が見つかりません。
+
+パッケージ fuse3 をインストールしてください。</translation>
+    </message>
+    <message id="GMUserFileSystem_Refused">
+        <translation>システムが「%1」のマウントを拒否しました: %2。
+
+そのフォルダの所有者であること、マウントが許可されていることを確認してください。</translation>
+    </message>
+    <message id="GMUserFileSystem_Cancelled">
+        <translation>「%1」のマウントは取り消されました。</translation>
+    </message>
+    <message id="GMUserFileSystem_NoAnswer">
+        <translation>システムと「%1」のボリュームとの通信を開始できませんでした。
+
+理由はログに記録されています。</translation>
+    </message>
+    <message id="GMUserFileSystem_UnknownOption">
+        <translation>マウントオプション「%1」は不明なため、効果がありません。</translation>
+    </message>
+    <message id="GMUserFileSystem_UnfitName">
+        <translation>「%1」には、このシステムでは表示できない名前の項目があるため省かれます: 「%2」。</translation>
+    </message>
+    <message id="AppDelegate_53">
+        <translation>接続できました。サーバーに到達し、ログインできました。</translation>
+    </message>
+    <message id="AppDelegate_54">
+        <translation>その名前の接続はすでにあります。</translation>
+    </message>
+    <message id="AppDelegate_55">
+        <translation>マウントポイントが別の接続と同じか、一方が他方の中にあります。</translation>
+    </message>
+    <message id="AppDelegate_56">
+        <translation>接続に名前を付けてください。「new connection」は使えません。</translation>
+    </message>
+    <message id="AppDelegate_57">
+        <translation>接続名に「/」や制御文字は使えません。「.」と「..」も使えません。</translation>
+    </message>
+    <message id="AppDelegate_61">
+        <translation>接続はマウント中です。先にアンマウントしてください。</translation>
+    </message>
+    <message id="Cli_ArgumentMissing">
+        <translation>引数が足りません: %1</translation>
+    </message>
+    <message id="Cli_BadValue">
+        <translation>--%1 の値は使えません。</translation>
+    </message>
+    <message id="Cli_Cancelled">
+        <translation>キャンセルされました。</translation>
+    </message>
+    <message id="Cli_Command_Add">
+        <translation>接続を保存します</translation>
+    </message>
+    <message id="Cli_Command_Edit">
+        <translation>保存した接続を変更します</translation>
+    </message>
+    <message id="Cli_Command_List">
+        <translation>保存した接続を一覧します</translation>
+    </message>
+    <message id="Cli_Command_Log">
+        <translation>ログの場所と末尾を表示します</translation>
+    </message>
+    <message id="Cli_Command_Mount">
+        <translation>保存した接続または URL をマウントします</translation>
+    </message>
+    <message id="Cli_Command_Remove">
+        <translation>保存した接続を削除します</translation>
+    </message>
+    <message id="Cli_Command_Show">
+        <translation>保存した接続を表示します(パスワードは表示しません)</translation>
+    </message>
+    <message id="Cli_Command_Status">
+        <translation>マウント中のものを表示します</translation>
+    </message>
+    <message id="Cli_Command_Test">
+        <translation>マウントせずにサーバーへのログインを試します</translation>
+    </message>
+    <message id="Cli_Command_Unmount">
+        <translation>マウントを終了します</translation>
+    </message>
+    <message id="Cli_Field_AutoMount">
+        <translation>起動時にマウント</translation>
+    </message>
+    <message id="Cli_Field_Certificate">
+        <translation>クライアント証明書</translation>
+    </message>
+    <message id="Cli_Field_DivideSize">
+        <translation>アップロード分割サイズ(番号)</translation>
+    </message>
+    <message id="Cli_Field_MountPoint">
+        <translation>マウントポイント</translation>
+    </message>
+    <message id="Cli_Field_Mounted">
+        <translation>マウント中</translation>
+    </message>
+    <message id="Cli_Field_Name">
+        <translation>名前</translation>
+    </message>
+    <message id="Cli_Field_OwnMountPoint">
+        <translation>独自のマウントポイント</translation>
+    </message>
+    <message id="Cli_Field_ProxyHost">
+        <translation>プロキシのホスト</translation>
+    </message>
+    <message id="Cli_Field_ProxyLogin">
+        <translation>プロキシのログイン</translation>
+    </message>
+    <message id="Cli_Field_ProxyPassword">
+        <translation>プロキシのパスワードを保存</translation>
+    </message>
+    <message id="Cli_Field_ProxyPort">
+        <translation>プロキシのポート</translation>
+    </message>
+    <message id="Cli_Field_ProxyUser">
+        <translation>プロキシのユーザー</translation>
+    </message>
+    <message id="Cli_Field_SavePassword">
+        <translation>パスワードを保存</translation>
+    </message>
+    <message id="Cli_Field_SaveUser">
+        <translation>ユーザー名を保存</translation>
+    </message>
+    <message id="Cli_Field_SelfSigned">
+        <translation>検証できない証明書を許可</translation>
+    </message>
+    <message id="Cli_Field_SystemProxy">
+        <translation>システムのプロキシ</translation>
+    </message>
+    <message id="Cli_Field_Url">
+        <translation>URL</translation>
+    </message>
+    <message id="Cli_Field_UseProxy">
+        <translation>プロキシを使用</translation>
+    </message>
+    <message id="Cli_Field_User">
+        <translation>ユーザー</translation>
+    </message>
+    <message id="Cli_HelpHead">
+        <translation>Velmora Disk は WebDAV サーバーのフォルダーをディスクとしてマウントします。
+
+velmoradisk コマンド [オプション...]
+</translation>
+    </message>
+    <message id="Cli_HelpFoot">
+        <translation>
+「velmoradisk コマンド --help」でオプションを、「man velmoradisk」で詳細を表示します。
+--help, --version</translation>
+    </message>
+    <message id="Cli_InUse">
+        <translation>「%1」はプログラムが使用中のため、マウントされたままです。--force を付けると切り離します。</translation>
+    </message>
+    <message id="Cli_LoginTitle">
+        <translation>サーバーがログインを求めています。</translation>
+    </message>
+    <message id="Cli_MountFailed">
+        <translation>「%1」をマウントできませんでした。</translation>
+    </message>
+    <message id="Cli_MountPointTaken">
+        <translation>「%1」は「%2」のマウントポイントか、その中にあります。</translation>
+    </message>
+    <message id="Cli_Mounted">
+        <translation>「%1」を %2 にマウントしました</translation>
+    </message>
+    <message id="Cli_MountedAlready">
+        <translation>「%1」はすでに %2 にマウントされています</translation>
+    </message>
+    <message id="Cli_MountedNoEdit">
+        <translation>「%1」はマウント中のため変更できません。先にアンマウントしてください。</translation>
+    </message>
+    <message id="Cli_NameTaken">
+        <translation>「%1」は保存した接続の名前です。--name で別の名前を指定してください。</translation>
+    </message>
+    <message id="Cli_NameTooLong">
+        <translation>名前が長すぎます。255 バイトまでです。</translation>
+    </message>
+    <message id="Cli_No">
+        <translation>いいえ</translation>
+    </message>
+    <message id="Cli_NoCommand">
+        <translation>コマンドがありません。</translation>
+    </message>
+    <message id="Cli_NoConnection">
+        <translation>接続「%1」はありません。</translation>
+    </message>
+    <message id="Cli_NoLog">
+        <translation>ログを読めません: %1</translation>
+    </message>
+    <message id="Cli_NoPasswordInput">
+        <translation>--%1: 標準入力にパスワードがありません。</translation>
+    </message>
+    <message id="Cli_NoTerminalForPassword">
+        <translation>パスワードを尋ねる端末がありません。--%1 で渡してください。</translation>
+    </message>
+    <message id="Cli_NoVolumes">
+        <translation>フォルダー「%1」がありません。scripts/setup で作成するか、--mount-point で別の場所を指定してください。</translation>
+    </message>
+    <message id="Cli_NotMounted">
+        <translation>「%1」はマウントされていません。</translation>
+    </message>
+    <message id="Cli_NotSet">
+        <translation>未設定</translation>
+    </message>
+    <message id="Cli_Option_AcceptCertificate">
+        <translation>検証できない証明書をこのセッションに限り許可します</translation>
+    </message>
+    <message id="Cli_Option_Auto">
+        <translation>--auto-mount の付いた接続をマウントします</translation>
+    </message>
+    <message id="Cli_Option_AutoMount">
+        <translation>起動時にマウントするか</translation>
+    </message>
+    <message id="Cli_Option_Certificate">
+        <translation>クライアント証明書を使うか</translation>
+    </message>
+    <message id="Cli_Option_DefaultMountPoint">
+        <translation>/Volumes/名前 にマウントします</translation>
+    </message>
+    <message id="Cli_Option_DivideSize">
+        <translation>アップロード分割サイズの番号(マウントでは分割しません)</translation>
+    </message>
+    <message id="Cli_Option_Follow">
+        <translation>続けて新しい行を表示します</translation>
+    </message>
+    <message id="Cli_Option_Force">
+        <translation>使用中でも切り離します</translation>
+    </message>
+    <message id="Cli_Option_Foreground">
+        <translation>マウントが終わるまで待ちます(Ctrl-C で終了)</translation>
+    </message>
+    <message id="Cli_Option_Json">
+        <translation>スクリプト向けの形式</translation>
+    </message>
+    <message id="Cli_Option_Lines">
+        <translation>行数(既定は 20)</translation>
+    </message>
+    <message id="Cli_Option_MountPoint">
+        <translation>マウントする場所(${user} と ${mac_user} を使えます)</translation>
+    </message>
+    <message id="Cli_Option_MountPointOnce">
+        <translation>今回マウントする場所</translation>
+    </message>
+    <message id="Cli_Option_Name">
+        <translation>ボリュームの名前(URL の場合)</translation>
+    </message>
+    <message id="Cli_Option_NoProxyUser">
+        <translation>プロキシはログイン不要です</translation>
+    </message>
+    <message id="Cli_Option_NoSavePassword">
+        <translation>パスワードを保存しません</translation>
+    </message>
+    <message id="Cli_Option_NoSaveUser">
+        <translation>ユーザー名を保存しません</translation>
+    </message>
+    <message id="Cli_Option_PasswordStdin">
+        <translation>標準入力の 1 行目のパスワードを保存します</translation>
+    </message>
+    <message id="Cli_Option_PasswordStdinOnce">
+        <translation>標準入力の 1 行目をパスワードとします</translation>
+    </message>
+    <message id="Cli_Option_Path">
+        <translation>パスだけを表示します</translation>
+    </message>
+    <message id="Cli_Option_Proxy">
+        <translation>プロキシなし、システムの設定、または指定</translation>
+    </message>
+    <message id="Cli_Option_ProxyPassword">
+        <translation>プロキシのパスワードを尋ねて保存します</translation>
+    </message>
+    <message id="Cli_Option_ProxyPasswordStdin">
+        <translation>標準入力の次の行をプロキシのパスワードとして保存します</translation>
+    </message>
+    <message id="Cli_Option_ProxyUser">
+        <translation>プロキシのログイン名</translation>
+    </message>
+    <message id="Cli_Option_Rename">
+        <translation>新しい名前</translation>
+    </message>
+    <message id="Cli_Option_SavePassword">
+        <translation>パスワードを尋ねて保存します</translation>
+    </message>
+    <message id="Cli_Option_SaveUser">
+        <translation>ユーザー名を保存します(--user と同じ)</translation>
+    </message>
+    <message id="Cli_Option_SelfSigned">
+        <translation>検証できない証明書を許可するか</translation>
+    </message>
+    <message id="Cli_Option_Url">
+        <translation>サーバー上のフォルダー(http:// または https://)</translation>
+    </message>
+    <message id="Cli_Option_User">
+        <translation>サーバーのログイン名(保存します)</translation>
+    </message>
+    <message id="Cli_Option_UserOnce">
+        <translation>今回使うログイン名</translation>
+    </message>
+    <message id="Cli_PasswordsDiffer">
+        <translation>2 つのパスワードが一致しません。保存しませんでした。</translation>
+    </message>
+    <message id="Cli_PromptAgain">
+        <translation>もう一度: </translation>
+    </message>
+    <message id="Cli_PromptPassword">
+        <translation>パスワード: </translation>
+    </message>
+    <message id="Cli_PromptProxyPassword">
+        <translation>プロキシのパスワード: </translation>
+    </message>
+    <message id="Cli_PromptUser">
+        <translation>ユーザー: </translation>
+    </message>
+    <message id="Cli_PromptUserOr">
+        <translation>ユーザー [%1]: </translation>
+    </message>
+    <message id="Cli_ServiceEnded">
+        <translation>バックグラウンドのプロセスが応答前に終了しました。「velmoradisk log」で理由を確認できます。</translation>
+    </message>
+    <message id="Cli_ServiceFailed">
+        <translation>バックグラウンドのプロセスを開始できません: %1</translation>
+    </message>
+    <message id="Cli_ServiceFolder">
+        <translation>%1: %2</translation>
+    </message>
+    <message id="Cli_ServiceStopping">
+        <translation>バックグラウンドのプロセスが終了中です。終了後にもう一度お試しください。</translation>
+    </message>
+    <message id="Cli_Status_Message">
+        <translation>メッセージ: %1</translation>
+    </message>
+    <message id="Cli_Status_MountPoint">
+        <translation>マウントポイント</translation>
+    </message>
+    <message id="Cli_Status_Mounting">
+        <translation>マウント中</translation>
+    </message>
+    <message id="Cli_Status_NoAnswer">
+        <translation>応答がありません</translation>
+    </message>
+    <message id="Cli_Status_Nothing">
+        <translation>何もマウントされていません。</translation>
+    </message>
+    <message id="Cli_Status_Server">
+        <translation>サーバー</translation>
+    </message>
+    <message id="Cli_Status_Since">
+        <translation>開始</translation>
+    </message>
+    <message id="Cli_Status_Sizes">
+        <translation>使用 %1、空き %2、合計 %3</translation>
+    </message>
+    <message id="Cli_Status_Space">
+        <translation>容量</translation>
+    </message>
+    <message id="Cli_Status_User">
+        <translation>ユーザー</translation>
+    </message>
+    <message id="Cli_Stopping">
+        <translation>プログラムは終了中です。</translation>
+    </message>
+    <message id="Cli_TargetMissing">
+        <translation>保存した接続の名前か URL を指定してください。</translation>
+    </message>
+    <message id="Cli_TooManyArguments">
+        <translation>引数が多すぎます。形式: %1</translation>
+    </message>
+    <message id="Cli_TryHelp">
+        <translation>「%1 --help」を参照してください。</translation>
+    </message>
+    <message id="Cli_Unattended_Certificate">
+        <translation>尋ねる端末がないため拒否しました。--accept-certificate を付けるとこのセッションに限り許可します。</translation>
+    </message>
+    <message id="Cli_Unattended_Login">
+        <translation>サーバーがログインを求めている(または拒否した)が、尋ねる端末がありません。--user と --password-stdin を指定してください。</translation>
+    </message>
+    <message id="Cli_Unattended_ProxyLogin">
+        <translation>プロキシがログインを求めている(または拒否した)が、尋ねる端末がありません。「velmoradisk connection edit」の --proxy-user と --proxy-password-stdin で保存してください。</translation>
+    </message>
+    <message id="Cli_UnknownCommand">
+        <translation>コマンド「%1」はありません。</translation>
+    </message>
+    <message id="Cli_UnknownOption">
+        <translation>ここにオプション「%1」はありません。</translation>
+    </message>
+    <message id="Cli_UnknownRequest">
+        <translation>バックグラウンドのプロセスがこの要求に対応していません。別の版の可能性があります。すべてアンマウントしてやり直してください。</translation>
+    </message>
+    <message id="Cli_UrlMissing">
+        <translation>--url がありません。</translation>
+    </message>
+    <message id="Cli_Url_Invalid">
+        <translation>この URL は使えません。</translation>
+    </message>
+    <message id="Cli_Url_Login">
+        <translation>URL にログイン情報を入れないでください。他人に見えてしまいます。--user と --password-stdin を使ってください。</translation>
+    </message>
+    <message id="Cli_Url_QuestionMark">
+        <translation>名前に「?」を含むフォルダーはマウントの起点にできません。上のフォルダーをマウントしてください。</translation>
+    </message>
+    <message id="Cli_Yes">
+        <translation>はい</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <fuse.h>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+
+#include <QSet>
+#include <QString>
+
+#include "platform/fuse/GMUserFileSystemDelegate.h"
+#include "platform/fuse/MountOptions.h"
+
+// What the kernel's requests become: names in composed form, POSIX semantics where the delegate has
+// none, errors as errno. Everything runs on the host's thread.
+//
+// Of file modes the kernel enforces what attributes tell. Only the mounting user gets in, so a
+// missing mode is everything that the user's umask leaves, the right to execute included: a
+// program on the volume shall run, and the server doesn't tell which files are programs.
+class FuseVolume {
+  public:
+    FuseVolume(std::shared_ptr<GMUserFileSystemDelegate> delegate, MountOptions options);
+
+    // The operations to register with libfuse; its private data is the volume.
+    static const fuse_operations &operations();
+
+    // Whether the kernel and this volume have agreed on how to talk: from then on it answers.
+    bool isReady() const { return ready; }
+    // Gives the delegate back every handle whose release never came.
+    void releaseOpenHandles();
+
+    void *init(fuse_conn_info *connection, fuse_config *config);
+
+    int getattr(const char *kernelPath, struct stat *status, fuse_file_info *info);
+    int readdir(const char *kernelPath, void *buffer, fuse_fill_dir_t fill, off_t offset,
+                fuse_file_info *info, fuse_readdir_flags flags);
+    int statfs(const char *kernelPath, struct statvfs *status);
+    int getxattr(const char *kernelPath, const char *name, char *value, size_t size);
+    int listxattr(const char *kernelPath, char *list, size_t size);
+    int setxattr(const char *kernelPath, const char *name, const char *value, size_t size,
+                 int flags);
+    int removexattr(const char *kernelPath, const char *name);
+
+    int open(const char *kernelPath, fuse_file_info *info);
+    int create(const char *kernelPath, mode_t mode, fuse_file_info *info);
+    int read(const char *kernelPath, char *buffer, size_t size, off_t offset, fuse_file_info *info);
+    int write(const char *kernelPath, const char *buffer, size_t size, off_t offset,
+              fuse_file_info *info);
+    int truncate(const char *kernelPath, off_t size, fuse_file_info *info);
+    int fsync(const char *kernelPath, int dataOnly, fuse_file_info *info);
+    int release(const char *kernelPath, fuse_file_info *info);
+
+    int mkdir(const char *kernelPath, mode_t mode);
+    int unlink(const char *kernelPath);
+    int rmdir(const char *kernelPath);
+    int rename(const char *kernelFrom, const char *kernelTo, unsigned flags);
+    int mknod(const char *kernelPath, mode_t mode, dev_t device);
+    int symlink(const char *target, const char *kernelPath);
+    int link(const char *kernelFrom, const char *kernelTo);
+    int chmod(const char *kernelPath, mode_t mode, fuse_file_info *info);
+    int chown(const char *kernelPath, uid_t user, gid_t group, fuse_file_info *info);
+    int utimens(const char *kernelPath, const timespec times[2], fuse_file_info *info);
+
+  private:
+    // An open file. Its path follows renames made through the volume.
+    struct Handle {
+        QString path;
+        HandlePtr data;
+    };
+    struct Item {
+        QString path;
+        HandlePtr data;
+    };
+
+    // What a request is about: the handle's item if it came with one, else the path's. 0 or an
+    // errno.
+    int itemOf(const char *kernelPath, const fuse_file_info *info, Item *item) const;
+    const Handle *handleOf(const fuse_file_info *info) const;
+    void keepHandle(const QString &path, HandlePtr data, fuse_file_info *info);
+
+    // 0 or an errno; ENOENT for an item that isn't there, also in a folder that can't be written.
+    int attributesOf(const Item &item, std::shared_ptr<AttributeMap> *attributes) const;
+    void fillStatus(const QString &path, const AttributeMap &attributes, struct stat *status) const;
+    bool isUnfit(const QString &folder, const QString &name);
+
+    int openPath(const QString &path, fuse_file_info *info);
+    // An open file gets the size, and its release takes it to the server: 0 or an errno.
+    int resize(const Item &item, off_t size) const;
+    int resizeByPath(const QString &path, off_t size) const;
+    int endOf(const Item &item, off_t *end) const;
+
+    int changeAttributes(const char *kernelPath, const AttributeMap &attributes,
+                         const fuse_file_info *info) const;
+    int checkEmpty(const QString &folder) const;
+    int checkReplaceable(const QString &from, const QString &to, unsigned flags) const;
+    void moveHandles(const QString &from, const QString &to);
+
+    const std::shared_ptr<GMUserFileSystemDelegate> delegate;
+    const MountOptions options;
+    const mode_t defaultMode;
+    bool ready = false;
+    std::unordered_map<uint64_t, Handle> handles;
+    uint64_t lastHandle = 0;
+    // Names left out of a listing, so that each is logged once.
+    QSet<QString> unfitPaths;
+};

@@ -1,0 +1,156 @@
+// Changes of the tree and of attributes.
+
+#include <QDateTime>
+
+#include "platform/fuse/FuseVolume.h"
+#include "platform/fuse/HostErrno.h"
+#include "platform/fuse/HostNames.h"
+
+namespace {
+
+// An action on one path, as 0 or a negative errno.
+template <typename Action>
+int changePath(const char *kernelPath, Action action) {
+    QString path;
+    if (const int code = pathFromKernel(kernelPath, &path))
+        return -code;
+    std::optional<Error> error;
+    return action(path, &error) ? 0 : -hostErrno(error);
+}
+
+bool isDirectory(const AttributeMap &attributes) {
+    return attributes.value(NSFileType).toString() == NSFileTypeDirectory;
+}
+
+QDateTime dateOf(const timespec &time) {
+    if (time.tv_nsec == UTIME_NOW)
+        return QDateTime::currentDateTimeUtc();
+    return QDateTime::fromMSecsSinceEpoch(qint64(time.tv_sec) * 1000 + time.tv_nsec / 1'000'000,
+                                          Qt::UTC);
+}
+
+}  // namespace
+
+int FuseVolume::mkdir(const char *kernelPath, mode_t mode) {
+    return changePath(kernelPath, [&](const QString &path, ErrorOut error) {
+        return delegate->createDirectoryAtPath(path, {{NSFilePosixPermissions, mode & 07777}},
+                                               error);
+    });
+}
+
+int FuseVolume::unlink(const char *kernelPath) {
+    return changePath(kernelPath, [&](const QString &path, ErrorOut error) {
+        return delegate->removeItemAtPath(path, error);
+    });
+}
+
+int FuseVolume::rmdir(const char *kernelPath) {
+    QString path;
+    if (const int code = pathFromKernel(kernelPath, &path))
+        return -code;
+    if (const int code = checkEmpty(path))
+        return -code;
+    std::optional<Error> error;
+    return delegate->removeDirectoryAtPath(path, &error) ? 0 : -hostErrno(error);
+}
+
+// To the delegate, removing or replacing a folder takes all that is in it along. Names that the
+// volume doesn't show count too.
+int FuseVolume::checkEmpty(const QString &folder) const {
+    std::optional<Error> error;
+    const std::optional<QStringList> names = delegate->contentsOfDirectoryAtPath(folder, &error);
+    if (!names)
+        return hostErrno(error);
+    return names->isEmpty() ? 0 : ENOTEMPTY;
+}
+
+int FuseVolume::rename(const char *kernelFrom, const char *kernelTo, unsigned flags) {
+    if (flags & ~unsigned(RENAME_NOREPLACE))
+        return -EINVAL;
+    QString from;
+    QString to;
+    if (const int code = pathFromKernel(kernelFrom, &from))
+        return -code;
+    if (const int code = pathFromKernel(kernelTo, &to))
+        return -code;
+    // Two spellings of one name.
+    if (from == to)
+        return flags & RENAME_NOREPLACE ? -EEXIST : 0;
+    if (const int code = checkReplaceable(from, to, flags))
+        return -code;
+    std::optional<Error> error;
+    if (!delegate->moveItemAtPath(from, to, &error))
+        return -hostErrno(error);
+    moveHandles(from, to);
+    return 0;
+}
+
+int FuseVolume::checkReplaceable(const QString &from, const QString &to, unsigned flags) const {
+    std::shared_ptr<AttributeMap> target;
+    const int targetCode = attributesOf({to, nullptr}, &target);
+    if (targetCode == ENOENT || targetCode == EROFS)
+        return 0;
+    if (targetCode != 0)
+        return targetCode;
+    if (flags & RENAME_NOREPLACE)
+        return EEXIST;
+    std::shared_ptr<AttributeMap> source;
+    if (const int code = attributesOf({from, nullptr}, &source))
+        return code;
+    if (isDirectory(*source) && !isDirectory(*target))
+        return ENOTDIR;
+    if (!isDirectory(*source) && isDirectory(*target))
+        return EISDIR;
+    return isDirectory(*target) ? checkEmpty(to) : 0;
+}
+
+void FuseVolume::moveHandles(const QString &from, const QString &to) {
+    const QString below = from + u'/';
+    for (auto &[number, handle] : handles) {
+        if (handle.path == from || handle.path.startsWith(below))
+            handle.path = to + handle.path.mid(from.size());
+    }
+}
+
+// Regular files come as a create.
+int FuseVolume::mknod(const char *, mode_t, dev_t) {
+    return -EPERM;
+}
+
+int FuseVolume::symlink(const char *, const char *) {
+    return -EPERM;
+}
+
+int FuseVolume::link(const char *, const char *) {
+    return -EPERM;
+}
+
+int FuseVolume::changeAttributes(const char *kernelPath, const AttributeMap &attributes,
+                                 const fuse_file_info *info) const {
+    Item item;
+    if (const int code = itemOf(kernelPath, info, &item))
+        return -code;
+    std::optional<Error> error;
+    return delegate->setAttributes(attributes, item.path, item.data, &error) ? 0
+                                                                             : -hostErrno(error);
+}
+
+int FuseVolume::chmod(const char *kernelPath, mode_t mode, fuse_file_info *info) {
+    return changeAttributes(kernelPath, {{NSFilePosixPermissions, mode & 07777}}, info);
+}
+
+// Everything belongs to the mounting user; a server account has no local number.
+int FuseVolume::chown(const char *, uid_t user, gid_t group, fuse_file_info *) {
+    const bool keepsUser = user == uid_t(-1) || user == ::getuid();
+    const bool keepsGroup = group == gid_t(-1) || group == ::getgid();
+    return keepsUser && keepsGroup ? 0 : -EPERM;
+}
+
+int FuseVolume::utimens(const char *kernelPath, const timespec times[2], fuse_file_info *info) {
+    AttributeMap attributes;
+    if (times[0].tv_nsec != UTIME_OMIT)
+        attributes.insert(kGMUserFileSystemFileAccessDateKey, dateOf(times[0]));
+    if (times[1].tv_nsec != UTIME_OMIT)
+        attributes.insert(NSFileModificationDate, dateOf(times[1]));
+    return attributes.isEmpty() ? 0 : changeAttributes(kernelPath, attributes, info);
+}

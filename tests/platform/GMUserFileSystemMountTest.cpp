@@ -1,0 +1,209 @@
+#include <gmock/gmock.h>
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QRegularExpression>
+
+#include "FuseMountFixture.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+QByteArray mountLine(const QString &path) {
+    QFile table(QStringLiteral("/proc/self/mountinfo"));
+    if (!table.open(QIODevice::ReadOnly))
+        return {};
+    QByteArray found;
+    for (const QByteArray &line : table.readAll().split('\n')) {
+        if (line.contains(' ' + path.toUtf8() + ' '))
+            found = line;
+    }
+    return found;
+}
+
+bool isRoot() {
+    return ::geteuid() == 0;
+}
+
+// A mount whose program is gone, as a crash leaves it.
+void leaveDeadMount(const QString &path, const char *type) {
+    ASSERT_EQ(::mkdir(SystemPath(path), 0755), 0);
+    const int device = ::open("/dev/fuse", O_RDWR);
+    const QByteArray options =
+        "fd=" + QByteArray::number(device) + ",rootmode=40000,user_id=0,group_id=0";
+    ASSERT_EQ(::mount("left", SystemPath(path), type, 0, options.constData()), 0);
+    ::close(device);
+    struct stat status {};
+    ASSERT_EQ(failureOf(::stat(SystemPath(path), &status)), ENOTCONN);
+}
+
+}  // namespace
+
+class GMUserFileSystemMount : public FuseMountFixture<FuseMemoryVolume> {};
+
+TEST_F(GMUserFileSystemMount, makesItsFolderAndRemovesIt) {
+    mount();
+    EXPECT_TRUE(host->isMounted());
+    const QByteArray line = mountLine(root);
+    EXPECT_THAT(line.toStdString(), HasSubstr("fuse.velmoradisk A,\\040\\134B "));
+    EXPECT_THAT(line.toStdString(), HasSubstr("default_permissions"));
+    EXPECT_FALSE(line.contains("allow_other"));
+    EXPECT_EQ(volume->calls().first(), QStringLiteral("willMount"));
+
+    EXPECT_TRUE(host->unmount());
+    host->waitUntilEnded();
+    EXPECT_EQ(awaitEvent(1), Notification::kGMUserFileSystemDidUnmount);
+    EXPECT_FALSE(host->isMounted());
+    EXPECT_EQ(volume->calls().last(), QStringLiteral("willUnmount"));
+    EXPECT_FALSE(QFileInfo::exists(root));
+}
+
+TEST_F(GMUserFileSystemMount, leavesAFolderThatWasThere) {
+    ASSERT_TRUE(QDir().mkdir(root));
+    mount();
+    host.reset();
+    EXPECT_TRUE(QFileInfo(root).isDir());
+    EXPECT_TRUE(mountLine(root).isEmpty());
+}
+
+TEST_F(GMUserFileSystemMount, refusesUnusableMountPoints) {
+    QFile file(folder.filePath(QStringLiteral("file")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(QDir().mkpath(folder.filePath(QStringLiteral("full/content"))));
+    const struct {
+        QString path;
+        int code;
+        const char *text;
+    } rows[] = {
+        {folder.filePath(QStringLiteral("missing/disk")), ENOENT, "ParentMissing"},
+        {folder.filePath(QStringLiteral("file/disk")), ENOTDIR, "ParentMissing"},
+        {folder.filePath(QStringLiteral("file")), ENOTDIR, "NotFolder"},
+        {folder.filePath(QStringLiteral("full")), ENOTEMPTY, "NotEmpty"},
+        {QStringLiteral("relative"), EINVAL, "NotAbsolute"},
+        {QStringLiteral("/"), EBUSY, "AlreadyMounted"},
+        {QStringLiteral("/proc"), EBUSY, "AlreadyMounted"},
+        {QStringLiteral("/proc/disk"), ENOENT, "CannotMakeFolder"},
+    };
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        root = rows[i].path;
+        start();
+        ASSERT_EQ(awaitEvent(i), Notification::kGMUserFileSystemMountFailed);
+        EXPECT_EQ(eventError(i)->code, rows[i].code) << output(i);
+        EXPECT_THAT(output(i), HasSubstr(rows[i].text));
+        host->waitUntilEnded();
+        EXPECT_FALSE(host->isMounted());
+    }
+    root = folder.filePath(QStringLiteral("disk"));
+}
+
+TEST_F(GMUserFileSystemMount, refusesAFolderWithALiveMount) {
+    mount();
+    auto second = std::make_shared<FuseMemoryVolume>();
+    std::atomic<int> code = 0;
+    const int subscription =
+        GMUserFileSystem::subscribe([&](Notification notification, const GMUserFileSystem *sender,
+                                        const std::optional<Error> &error) {
+            if (sender->serves(second.get()) &&
+                notification == Notification::kGMUserFileSystemMountFailed)
+                code = error->code;
+        });
+    GMUserFileSystem other(second, false);
+    other.mountAtPath(root, {}, true, true);
+    other.waitUntilEnded();
+    GMUserFileSystem::unsubscribe(subscription);
+    EXPECT_EQ(code, EBUSY);
+    EXPECT_EQ(statusError(QStringLiteral("/")), 0);
+}
+
+TEST_F(GMUserFileSystemMount, clearsItsDeadMountsAndNoOthers) {
+    if (!isRoot())
+        GTEST_SKIP() << "only root can leave such a mount";
+    leaveDeadMount(root, "fuse.velmoradisk");
+    volume->addFile(QStringLiteral("/file"), "alive");
+    mount();
+    EXPECT_EQ(contentAt(QStringLiteral("/file")), "alive");
+    host.reset();
+    EXPECT_TRUE(mountLine(root).isEmpty());
+
+    root = folder.filePath(QStringLiteral("foreign"));
+    leaveDeadMount(root, "fuse.other");
+    start();
+    ASSERT_EQ(awaitEvent(2), Notification::kGMUserFileSystemMountFailed);
+    EXPECT_EQ(eventError(2)->code, EBUSY);
+    EXPECT_FALSE(mountLine(root).isEmpty());
+}
+
+TEST_F(GMUserFileSystemMount, refusesWithoutTheRightToTheDevice) {
+    if (::access("/dev/fuse", R_OK | W_OK) == 0)
+        GTEST_SKIP() << "this user may use the device";
+    start();
+    ASSERT_EQ(awaitEvent(0), Notification::kGMUserFileSystemMountFailed);
+    EXPECT_EQ(eventError(0)->code, EACCES);
+    EXPECT_THAT(output(0), HasSubstr("DeviceForbidden"));
+    host->waitUntilEnded();
+    EXPECT_FALSE(QFileInfo::exists(root));
+}
+
+TEST_F(GMUserFileSystemMount, refusesWithoutTheHelperOfOrdinaryUsers) {
+    if (isRoot() || ::access("/dev/fuse", R_OK | W_OK) != 0)
+        GTEST_SKIP() << "for an ordinary user with the right to the device";
+    const QByteArray search = qgetenv("PATH");
+    qputenv("PATH", "/nowhere");
+    start();
+    const auto event = awaitEvent(0);
+    qputenv("PATH", search);
+    ASSERT_EQ(event, Notification::kGMUserFileSystemMountFailed);
+    EXPECT_EQ(eventError(0)->code, ENOENT);
+    EXPECT_THAT(output(0), HasSubstr("HelperMissing"));
+}
+
+TEST_F(GMUserFileSystemMount, endsAMountThatIsStoppedBeforeItAnswers) {
+    start();
+    host->unmount();
+    host->waitUntilEnded();
+    const auto event = awaitEvent(0);
+    EXPECT_TRUE(mountLine(root).isEmpty());
+    if (event == Notification::kGMUserFileSystemMountFailed) {
+        EXPECT_EQ(eventError(0)->code, ECANCELED);
+    }
+}
+
+// The tests of this file and of the unmounts again, as a user who needs fusermount3: with a device
+// of its own that everybody may use, and with one that nobody may.
+class GMUserFileSystemAsOrdinaryUser
+    : public testing::TestWithParam<std::pair<const char *, const char *>> {};
+
+TEST_P(GMUserFileSystemAsOrdinaryUser, passes) {
+    if (!isRoot())
+        GTEST_SKIP() << "all tests run as an ordinary user";
+    const auto [mode, tests] = GetParam();
+    const QString script =
+        QStringLiteral(
+            "set -e; mount --make-rprivate /; d=$(mktemp -d); mount -t tmpfs -o dev tmpfs $d; "
+            "mknod -m %1 $d/fuse c 10 229; mount --bind $d/fuse /dev/fuse; umount -l $d; rmdir $d; "
+            "unset TMPDIR; cd /; exec setpriv --reuid=65534 --regid=65534 --clear-groups "
+            "\"$0\" --gtest_filter=%2")
+            .arg(QString::fromLatin1(mode), QString::fromLatin1(tests));
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QStringLiteral("unshare"),
+                  {QStringLiteral("--mount"), QStringLiteral("sh"), QStringLiteral("-c"), script,
+                   QCoreApplication::applicationFilePath()});
+    ASSERT_TRUE(process.waitForFinished(60'000)) << process.errorString().toStdString();
+    const QByteArray said = process.readAll();
+    EXPECT_EQ(process.exitCode(), 0) << said.constData();
+    const auto passed = QRegularExpression(QStringLiteral("\\[  PASSED  \\] (\\d+)"))
+                            .match(QString::fromUtf8(said));
+    EXPECT_GE(passed.captured(1).toInt(), 1) << said.constData();
+    EXPECT_FALSE(said.contains("DATA RACE"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Devices, GMUserFileSystemAsOrdinaryUser,
+    testing::Values(
+        std::pair("666",
+                  "GMUserFileSystemMount.*:GMUserFileSystemUnmount*:*/GMUserFileSystemUnmountWays*:"
+                  "GMUserFileSystemRead.runs*"),
+        std::pair("600", "GMUserFileSystemMount.refusesWithoutTheRight*")));
