@@ -1,0 +1,126 @@
+// The start and the end of the application.
+
+#include "app/AppDelegate.h"
+
+#include <QDir>
+
+#include "app/MainThread.h"
+#include "common/Text.h"
+#include "common/VDCommonUtils.h"
+#include "connection/LoginCheck.h"
+#include "connection/VDConnectionInfo.h"
+#include "platform/system/CrashCapture.h"
+#include "platform/system/DeadMounts.h"
+#include "platform/system/Preferences.h"
+
+namespace {
+
+const QString kConnectNames = QStringLiteral("connect_names");
+const QString kLegacyName = QStringLiteral("Velmora");
+
+void deleteStoreTree() {
+    QDir(QDir::homePath() + QStringLiteral("/.VelmoraDisk_Store")).removeRecursively();
+}
+
+}  // namespace
+
+std::shared_ptr<AppDelegate> AppDelegate::create(const SystemProxySource &proxies,
+                                                 ClientIdentitySource &identities) {
+    const std::shared_ptr<AppDelegate> application(new AppDelegate(proxies, identities));
+    application->subscription = GMUserFileSystem::subscribe(
+        [weak = application->weak_from_this()](GMUserFileSystem::Notification notification,
+                                               const GMUserFileSystem *sender,
+                                               const std::optional<Error> &error) {
+            postToMainThread([weak, notification, sender, error] {
+                if (const auto self = weak.lock())
+                    self->hostChanged(sender, notification, error);
+            });
+        });
+    return application;
+}
+
+AppDelegate::AppDelegate(const SystemProxySource &proxies, ClientIdentitySource &identities)
+    : proxies(proxies), identities(identities) {}
+
+AppDelegate::~AppDelegate() {
+    GMUserFileSystem::unsubscribe(subscription);
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    deleteStoreTree();
+    installUncaughtExceptionHandler();
+    logSetup();
+    const QStringList deadMounts = DeadMounts::find();
+    for (const QString &mountPoint : deadMounts)
+        DeadMounts::clear(mountPoint);
+    pffsList.clear();
+    fsList.clear();
+    connectNames.setConnectNames({});
+}
+
+void AppDelegate::readAllDefault(const QString &chosenName) {
+    const QStringList names = Preferences::standard().value(kConnectNames).toStringList();
+    conInfoList.clear();
+    const auto legacy = VDConnectionInfo::loadConnectInfo();
+    if (legacy) {
+        connectNames.addName(kLegacyName);
+        conInfoList[kLegacyName] = legacy;
+    }
+    for (const QString &name : names) {
+        const auto record = VDConnectionInfo::loadConnectInfo(name);
+        if (!record)
+            continue;
+        connectNames.addName(record->connectionName);
+        conInfoList[name] = record;
+        if (record->isAutoMount.value_or(false) && name != chosenName)
+            autoMount(*record);
+    }
+    if (legacy) {
+        Preferences::standard().setValue(kConnectNames, connectNames.connectNames());
+        Preferences::standard().synchronize(nullptr);
+    }
+}
+
+// A connection that failed to mount by itself once is not tried again at every start.
+void AppDelegate::autoMount(VDConnectionInfo &record) {
+    if (isTerminating || connectVelmora(record.connectionName))
+        return;
+    if (isTerminating)
+        return;
+    record.isAutoMount = false;
+    record.saveConnectInfo(nullptr);
+    VDCommonUtils::showAlert({.title = localizedText("Common_Title"),
+                              .text = localizedText("AppDelegate_68", record.connectionName),
+                              .informativeText = {},
+                              .buttons = {localizedText("Common_Button_OK")}});
+}
+
+void AppDelegate::reloadConnectInfo(const QString &name) {
+    if (const auto record = conInfoList.value(name); record && record->isMount)
+        return;
+    Preferences::standard().synchronize(nullptr);
+    if (const auto record = VDConnectionInfo::loadConnectInfo(name))
+        conInfoList[name] = record;
+    else
+        conInfoList.remove(name);
+}
+
+void AppDelegate::applicationShouldTerminate(std::function<void()> ended) {
+    if (isTerminating)
+        return;
+    isTerminating = true;
+    terminated = std::move(ended);
+    const QStringList names = fsList.keys();
+    for (const QString &name : names)
+        unmountVelmora(name, GMUserFileSystem::UnmountMode::kForce, {});
+    endTermination();
+}
+
+void AppDelegate::endTermination() {
+    if (!isTerminating || !hosts.isEmpty() || !terminated)
+        return;
+    pffsList.clear();
+    fsList.clear();
+    deleteStoreTree();
+    std::exchange(terminated, {})();
+}

@@ -1,0 +1,19 @@
+#include "app/MainThread.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+void postToMainThread(std::function<void()> work) {
+    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(work), Qt::QueuedConnection);
+}
+
+void runAside(std::function<void()> work, std::function<void()> then) {
+    QThread *const thread = QThread::create(std::move(work));
+    QObject::connect(thread, &QThread::finished, QCoreApplication::instance(),
+                     [thread, then = std::move(then)] {
+                         thread->wait();
+                         delete thread;
+                         then();
+                     });
+    thread->start();
+}

@@ -1,0 +1,188 @@
+#include "app/MountService.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sys/stat.h>
+
+#include <QCoreApplication>
+#include <QJsonArray>
+
+#include "app/MainThread.h"
+#include "common/Text.h"
+#include "connection/VDConnectionInfo.h"
+#include "fs/VelmoraDisk.h"
+#include "platform/system/ControlChannel.h"
+#include "platform/system/ControlServer.h"
+#include "platform/system/SignalWatcher.h"
+#include "webdav/VDWebDAVConnect.h"
+
+using Notification = GMUserFileSystem::Notification;
+
+namespace {
+
+constexpr int kIdleLimit = 2000;  // milliseconds without a mount and a command
+
+}  // namespace
+
+QJsonObject MountService::resultOf(bool ok, const QString &message) {
+    QJsonObject result{{QStringLiteral("type"), QStringLiteral("result")},
+                       {QStringLiteral("ok"), ok}};
+    if (!message.isEmpty())
+        result[QStringLiteral("message")] = message;
+    return result;
+}
+
+MountService::MountService(const SystemProxySource &proxies, ClientIdentitySource &identities,
+                           UserInterface *local)
+    : relay(local),
+      isLocal(local != nullptr),
+      application(AppDelegate::create(proxies, identities)) {
+    UserInterface::install(&relay);
+    application->mountChanged = [this](const QString &name, Notification notification,
+                                       const std::optional<Error> &error) {
+        mountChanged(name, notification, error);
+    };
+    idleTimer.setSingleShot(true);
+    idleTimer.setInterval(isLocal ? 0 : kIdleLimit);
+    QObject::connect(&idleTimer, &QTimer::timeout, &idleTimer, [this] { stop(); });
+}
+
+MountService::~MountService() {
+    application->mountChanged = {};
+    UserInterface::install(nullptr);
+}
+
+ServiceLauncher::Launch MountService::begin() {
+    using ServiceLauncher::Answer;
+    const auto failure = [] {
+        return ServiceLauncher::Launch{Answer::Failed,
+                                       localizedText("Cli_ServiceFolder", SingleInstance::folder(),
+                                                     QString::fromLocal8Bit(strerror(errno)))};
+    };
+    umask(077);
+    switch (instance.take()) {
+        case SingleInstance::Outcome::Failed:
+            return failure();
+        case SingleInstance::Outcome::HeldByAnother:
+            return {Answer::HeldByAnother, {}};
+        case SingleInstance::Outcome::Taken:
+            break;
+    }
+    application->applicationDidFinishLaunching();
+    server = std::make_unique<ControlServer>(
+        [this](const std::shared_ptr<ControlChannel> &channel) { addChannel(channel); });
+    return server->listen(SingleInstance::socketPath()) ? ServiceLauncher::Launch{Answer::Ready, {}}
+                                                        : failure();
+}
+
+void MountService::run() {
+    const SignalWatcher watcher({SIGTERM, SIGINT, SIGHUP}, [this](int) { stop(); });
+    considerEnd();
+    QCoreApplication::exec();
+    server.reset();
+    instance.release();
+}
+
+void MountService::stop() {
+    if (isStopping)
+        return;
+    isStopping = true;
+    idleTimer.stop();
+    server.reset();
+    relay.cancelQuestions();
+    while (!mountQueue.isEmpty())
+        mountQueue.dequeue().reply(resultOf(false, localizedText("Cli_Stopping")));
+    application->applicationShouldTerminate([this] {
+        isStopped = true;
+        considerEnd();
+    });
+}
+
+void MountService::considerEnd() {
+    const bool isIdle =
+        channels.isEmpty() && mountQueue.isEmpty() && !isMounting && application->isIdle();
+    if (isStopped && !isMounting)
+        QCoreApplication::quit();
+    else if (isIdle && !isStopping && !idleTimer.isActive())
+        idleTimer.start();
+    else if (!isIdle)
+        idleTimer.stop();
+}
+
+void MountService::addChannel(const std::shared_ptr<ControlChannel> &channel) {
+    channels += channel;
+    considerEnd();
+    channel->onMessage = [this, weak = std::weak_ptr(channel)](const QJsonObject &message) {
+        if (const auto self = weak.lock())
+            take(self, message);
+    };
+    channel->onClosed = [this, weak = std::weak_ptr(channel)] {
+        channels.removeOne(weak.lock());
+        considerEnd();
+    };
+    channel->send({{QStringLiteral("type"), QStringLiteral("hello")}});
+}
+
+void MountService::take(const std::shared_ptr<ControlChannel> &channel,
+                        const QJsonObject &message) {
+    if (message[QStringLiteral("type")] == QStringLiteral("answer"))
+        return relay.takeAnswer(message);
+    dispatch({message, channel, [channel](const QJsonObject &result) { channel->send(result); }});
+}
+
+void MountService::submit(const QJsonObject &request, Reply reply) {
+    dispatch({request, nullptr, std::move(reply)});
+}
+
+void MountService::dispatch(Job job) {
+    const QString command = job.request[QStringLiteral("command")].toString();
+    if (isStopping)
+        return job.reply(resultOf(false, localizedText("Cli_Stopping")));
+    if (command == QStringLiteral("status"))
+        return job.reply(status(job.request[QStringLiteral("acknowledge")].toBool()));
+    if (command == QStringLiteral("unmount"))
+        return unmount(job);
+    if (command != QStringLiteral("mount"))
+        return job.reply(resultOf(false, localizedText("Cli_UnknownRequest")));
+    mountQueue.enqueue(std::move(job));
+    postToMainThread([this] { runNextMount(); });
+}
+
+void MountService::runNextMount() {
+    if (isMounting || mountQueue.isEmpty())
+        return;
+    Job job = mountQueue.dequeue();
+    isMounting = true;
+    relay.attach(job.channel);
+    mount(job);
+    relay.attach(nullptr);
+    isMounting = false;
+    considerEnd();
+    postToMainThread([this] { runNextMount(); });
+}
+
+QJsonObject MountService::status(bool acknowledge) {
+    QJsonArray mounts;
+    for (auto disk = application->pffsList.cbegin(); disk != application->pffsList.cend(); ++disk) {
+        const auto record = application->conInfoList.value(disk.key());
+        const QDateTime since = application->mountedSince.value(disk.key());
+        mounts += QJsonObject{
+            {QStringLiteral("name"), disk.key()},
+            {QStringLiteral("mountPoint"), disk.value()->mountPath()},
+            {QStringLiteral("server"), record ? record->RemoteURL : QString()},
+            {QStringLiteral("user"), disk.value()->DAVConnection->user},
+            {QStringLiteral("state"),
+             since.isValid() ? QStringLiteral("mounted") : QStringLiteral("mounting")},
+            {QStringLiteral("since"),
+             since.isValid() ? QJsonValue(since.toString(Qt::ISODate)) : QJsonValue()},
+        };
+    }
+    QJsonObject result = resultOf(true);
+    result[QStringLiteral("process")] = QCoreApplication::applicationPid();
+    result[QStringLiteral("mounts")] = mounts;
+    result[QStringLiteral("messages")] = QJsonArray::fromStringList(relay.pendingMessages);
+    if (acknowledge)
+        relay.pendingMessages.clear();
+    return result;
+}

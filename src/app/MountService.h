@@ -1,0 +1,107 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <QHash>
+#include <QJsonObject>
+#include <QList>
+#include <QQueue>
+#include <QSet>
+#include <QString>
+#include <QTimer>
+
+#include "app/AppDelegate.h"
+#include "app/RelayInterface.h"
+#include "platform/system/ServiceLauncher.h"
+#include "platform/system/SingleInstance.h"
+
+class ControlChannel;
+class ControlServer;
+
+// The running instance of a user: owns the application with its mounts, and serves the requests of
+// commands until the last mount and the last command are gone or a signal ends it. Main thread.
+//
+// Requests are JSON objects with a "command":
+//   mount    "name" of a saved connection, or "url" with "name" and "isNameChosen"; optional
+//            "username", "password", "mountPoint", "acceptCertificate", "stay". Without both only
+//            the connections marked for it are mounted.
+//   unmount  "target" (name or mount point), "force"
+//   status   "acknowledge": the pending messages count as seen
+// Each gets one "result" with "ok" and, on failure, perhaps a "message"; alerts and login questions
+// may come before it, each question expecting an "answer". With "stay" an "ended" follows at the
+// mount's end.
+class MountService {
+  public:
+    using Reply = std::function<void(QJsonObject result)>;
+
+    // local: the interface of a process that has a terminal of its own, null in the background.
+    MountService(const SystemProxySource &proxies, ClientIdentitySource &identities,
+                 UserInterface *local);
+    ~MountService();
+    MountService(const MountService &) = delete;
+    MountService &operator=(const MountService &) = delete;
+
+    // Becomes the instance, or tells why not.
+    ServiceLauncher::Launch begin();
+    // Serves until the end; everything is unmounted when it returns.
+    void run();
+    // A request of this process itself; its reply comes while run() runs.
+    void submit(const QJsonObject &request, Reply reply);
+
+    // Without a message where the user has been told already.
+    static QJsonObject resultOf(bool ok, const QString &message = {});
+
+  private:
+    struct Job {
+        QJsonObject request;
+        std::shared_ptr<ControlChannel> channel;  // null for a request of this process
+        Reply reply;
+    };
+    // A mount request whose volumes haven't come up yet.
+    struct MountWait {
+        Job job;
+        QStringList names;
+        QStringList failures;
+    };
+
+    void addChannel(const std::shared_ptr<ControlChannel> &channel);
+    void take(const std::shared_ptr<ControlChannel> &channel, const QJsonObject &message);
+    void dispatch(Job job);
+    void runNextMount();
+    void mount(Job &job);
+    void mountMarked(Job &job);
+    void mountOne(Job &job, const QString &name);
+    QString prepareRecord(const QJsonObject &request, QString *name);
+    void prepareSaved(QString *name);
+    QString prepareUnsaved(const QJsonObject &request, QString *name);
+    QString mountPointProblem(const QString &name) const;
+    void unmount(const Job &job);
+    QString nameOfMount(const QString &target) const;
+    QJsonObject status(bool acknowledge);
+    void mountChanged(const QString &name, GMUserFileSystem::Notification notification,
+                      const std::optional<Error> &error);
+    void endWaits(const QString &name, const QString &failure);
+    void finishWait(const MountWait &wait, const QString &lastName);
+    void forgetUnsaved(const QString &name);
+    void stop();
+    void considerEnd();
+
+    SingleInstance instance;
+    RelayInterface relay;
+    const bool isLocal;
+    const std::shared_ptr<AppDelegate> application;
+    std::unique_ptr<ControlServer> server;
+    QList<std::shared_ptr<ControlChannel>> channels;
+    QQueue<Job> mountQueue;  // one at a time, since each may ask
+    bool isMounting = false;
+    bool hasReadConnections = false;
+    QList<MountWait> mountWaits;
+    QHash<QString, QList<Reply>> unmountWaits;
+    QHash<QString, QList<Job>> stayers;
+    QSet<QString> unsavedNames;
+    QTimer idleTimer;
+    bool isStopping = false;
+    bool isStopped = false;
+};

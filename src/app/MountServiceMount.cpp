@@ -1,0 +1,247 @@
+// The requests that mount and unmount.
+
+#include <cerrno>
+#include <cstring>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include "app/MountService.h"
+#include "common/Text.h"
+#include "common/VDCommonUtils.h"
+#include "connection/VDConnectionInfo.h"
+#include "fs/VelmoraDisk.h"
+#include "platform/system/ControlChannel.h"
+
+using Notification = GMUserFileSystem::Notification;
+
+namespace {
+
+const QString kDefaultFolder = QStringLiteral("/Volumes");
+
+QString composed(const QString &text) {
+    return text.normalized(QString::NormalizationForm_C);
+}
+
+QString textOf(const Error &error) {
+    const QString output = error.userInfo.value(QStringLiteral("OUTPUT")).toString();
+    if (!output.isEmpty())
+        return output;
+    return error.isPosix() ? QString::fromLocal8Bit(strerror(error.code))
+                           : QStringLiteral("%1 %2").arg(error.domain).arg(error.code);
+}
+
+// What a command gives for this one mount; nothing of it is saved.
+void applyOptions(const QJsonObject &request, VDConnectionInfo &record) {
+    const auto text = [&request](const char *key) {
+        return request[QLatin1String(key)].toString();
+    };
+    if (request.contains(QStringLiteral("username")))
+        record.username = text("username");
+    if (request.contains(QStringLiteral("password")))
+        record.password = text("password");
+    if (request[QStringLiteral("acceptCertificate")].toBool())
+        record.isAllowSelfsign = true;
+    if (!request.contains(QStringLiteral("mountPoint")))
+        return;
+    record.chengeMountPoint = true;
+    record.mountPoint = text("mountPoint");
+}
+
+}  // namespace
+
+void MountService::mount(Job &job) {
+    const bool hasName = job.request.contains(QStringLiteral("name"));
+    const bool isSaved = hasName && !job.request.contains(QStringLiteral("url"));
+    if (!std::exchange(hasReadConnections, true))
+        application->readAllDefault(isSaved ? job.request[QStringLiteral("name")].toString()
+                                            : QString());
+    if (isStopping)
+        return job.reply(resultOf(false, localizedText("Cli_Stopping")));
+    if (!hasName)
+        return mountMarked(job);
+    QString name;
+    const QString problem = prepareRecord(job.request, &name);
+    if (!problem.isEmpty()) {
+        forgetUnsaved(name);
+        return job.reply(resultOf(false, problem));
+    }
+    mountOne(job, name);
+}
+
+// The marked ones were begun when the connections were read.
+void MountService::mountMarked(Job &job) {
+    QStringList names;
+    for (const auto &record : application->conInfoList) {
+        if (record->isMount && !application->mountedSince.contains(record->connectionName))
+            names += record->connectionName;
+    }
+    if (names.isEmpty())
+        return job.reply(resultOf(true));
+    mountWaits += MountWait{job, names, {}};
+}
+
+void MountService::mountOne(Job &job, const QString &name) {
+    if (application->connectVelmora(name)) {
+        mountWaits += MountWait{job, {name}, {}};
+        return;
+    }
+    forgetUnsaved(name);
+    job.reply(resultOf(false, isStopping ? localizedText("Cli_Stopping") : QString()));
+}
+
+// Makes the application's record of what is to be mounted; the message why not, or null.
+QString MountService::prepareRecord(const QJsonObject &request, QString *name) {
+    *name = request[QStringLiteral("name")].toString();
+    if (request.contains(QStringLiteral("url"))) {
+        const QString problem = prepareUnsaved(request, name);
+        if (!problem.isEmpty())
+            return problem;
+    } else {
+        prepareSaved(name);
+    }
+    const auto record = application->conInfoList.value(*name);
+    if (!record)
+        return localizedText("Cli_NoConnection", *name);
+    if (const auto disk = application->pffsList.value(*name))
+        return localizedText("Cli_MountedAlready", *name, disk->mountPath());
+    applyOptions(request, *record);
+    return mountPointProblem(*name);
+}
+
+// A saved name is also found as it is typed on another keyboard.
+void MountService::prepareSaved(QString *name) {
+    application->reloadConnectInfo(*name);
+    if (application->conInfoList.contains(*name))
+        return;
+    *name = composed(*name);
+    application->reloadConnectInfo(*name);
+}
+
+QString MountService::prepareUnsaved(const QJsonObject &request, QString *name) {
+    const QString base = *name;
+    const auto isTaken = [this, &name] {
+        application->reloadConnectInfo(*name);
+        return application->conInfoList.contains(*name);
+    };
+    const bool isChosen = request[QStringLiteral("isNameChosen")].toBool();
+    for (int number = 2; !isChosen && isTaken(); ++number)
+        *name = QStringLiteral("%1 %2").arg(base).arg(number);
+    if (isTaken())
+        return application->pffsList.contains(*name)
+                   ? localizedText("Cli_MountedAlready", *name,
+                                   application->pffsList[*name]->mountPath())
+                   : localizedText("Cli_NameTaken", *name);
+    const auto record = std::make_shared<VDConnectionInfo>();
+    record->connectionName = *name;
+    record->RemoteURL = request[QStringLiteral("url")].toString();
+    application->conInfoList[*name] = record;
+    unsavedNames.insert(*name);
+    return {};
+}
+
+// What the volumes of this very process would make hang, and what has a remedy of its own.
+QString MountService::mountPointProblem(const QString &name) const {
+    const auto record = application->conInfoList.value(name);
+    const QString path = QDir::cleanPath(AppDelegate::mountPointOf(*record, record->username));
+    for (auto disk = application->pffsList.cbegin(); disk != application->pffsList.cend(); ++disk) {
+        const QString other = disk.value()->mountPath();
+        if (!other.isEmpty() && VDCommonUtils::isEqualPathOrSubPath(path, QDir::cleanPath(other)))
+            return localizedText("Cli_MountPointTaken", path, disk.key());
+    }
+    if (!record->chengeMountPoint && !QFileInfo(kDefaultFolder).isDir())
+        return localizedText("Cli_NoVolumes", kDefaultFolder);
+    return {};
+}
+
+void MountService::unmount(const Job &job) {
+    const QString target = job.request[QStringLiteral("target")].toString();
+    const QString name = nameOfMount(target);
+    if (name.isNull())
+        return job.reply(resultOf(false, localizedText("Cli_NotMounted", target)));
+    unmountWaits[name] += job.reply;
+    const auto refused = [this, name](const Error &error) {
+        const QString message = error.isPosix() && error.code == EBUSY
+                                    ? localizedText("Cli_InUse", name)
+                                    : textOf(error);
+        const QList<Reply> replies = unmountWaits.take(name);
+        for (const Reply &reply : replies)
+            reply(resultOf(false, message));
+    };
+    const bool isForced = job.request[QStringLiteral("force")].toBool();
+    using Mode = GMUserFileSystem::UnmountMode;
+    application->unmountVelmora(name, isForced ? Mode::kForce : Mode::kPlain, refused);
+}
+
+// By name, or by mount point; null where nothing is mounted so.
+QString MountService::nameOfMount(const QString &target) const {
+    for (auto host = application->fsList.cbegin(); host != application->fsList.cend(); ++host) {
+        if (composed(host.key()) == composed(target))
+            return host.key();
+    }
+    if (!target.startsWith(QLatin1Char('/')))
+        return {};
+    for (auto disk = application->pffsList.cbegin(); disk != application->pffsList.cend(); ++disk) {
+        if (composed(QDir::cleanPath(disk.value()->mountPath())) ==
+            composed(QDir::cleanPath(target)))
+            return disk.key();
+    }
+    return {};
+}
+
+void MountService::mountChanged(const QString &name, Notification notification,
+                                const std::optional<Error> &error) {
+    if (notification == Notification::kGMUserFileSystemDidMount) {
+        endWaits(name, {});
+    } else {
+        const QString failure = error ? textOf(*error) : QString();
+        if (notification == Notification::kGMUserFileSystemMountFailed)
+            endWaits(name, failure.isEmpty() ? localizedText("Cli_MountFailed", name) : failure);
+        const QList<Reply> replies = unmountWaits.take(name);
+        for (const Reply &reply : replies)
+            reply(resultOf(true));
+        const QList<Job> staying = stayers.take(name);
+        for (const Job &job : staying)
+            job.reply({{QStringLiteral("type"), QStringLiteral("ended")}});
+        forgetUnsaved(name);
+    }
+    considerEnd();
+}
+
+void MountService::endWaits(const QString &name, const QString &failure) {
+    QList<MountWait> ended;
+    for (MountWait &wait : mountWaits) {
+        if (!wait.names.removeOne(name))
+            continue;
+        if (!failure.isEmpty())
+            wait.failures += failure;
+        else if (wait.job.request[QStringLiteral("stay")].toBool())
+            stayers[name] += wait.job;
+        if (wait.names.isEmpty())
+            ended += wait;
+        // Nobody waits for this mount any more: its command was broken off.
+        if (failure.isEmpty() && wait.job.channel && !wait.job.channel->isOpen())
+            application->unmountVelmora(name, GMUserFileSystem::UnmountMode::kForce, {});
+    }
+    mountWaits.removeIf([](const MountWait &wait) { return wait.names.isEmpty(); });
+    for (const MountWait &wait : ended)
+        finishWait(wait, name);
+}
+
+void MountService::finishWait(const MountWait &wait, const QString &lastName) {
+    QJsonObject result = resultOf(wait.failures.isEmpty(), wait.failures.join(QLatin1Char('\n')));
+    if (const auto disk = application->pffsList.value(lastName)) {
+        result[QStringLiteral("name")] = lastName;
+        result[QStringLiteral("mountPoint")] = disk->mountPath();
+    }
+    wait.job.reply(result);
+}
+
+// A record made for one mount goes with it.
+void MountService::forgetUnsaved(const QString &name) {
+    const auto record = application->conInfoList.value(name);
+    if (!unsavedNames.contains(name) || (record && record->isMount))
+        return;
+    unsavedNames.remove(name);
+    application->conInfoList.remove(name);
+}

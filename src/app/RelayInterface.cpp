@@ -1,0 +1,82 @@
+#include "app/RelayInterface.h"
+
+#include <QJsonArray>
+
+#include "common/Log.h"
+#include "platform/net/RunLoop.h"
+#include "platform/system/ControlChannel.h"
+
+namespace {
+
+constexpr int kPendingLimit = 6;
+
+}  // namespace
+
+bool RelayInterface::hasCommand() const {
+    return channel && channel->isOpen();
+}
+
+void RelayInterface::takeAnswer(const QJsonObject &answer) {
+    answers.insert(answer[QStringLiteral("question")].toInt(), answer);
+}
+
+// Nothing when the command went away or the program ends.
+std::optional<QJsonObject> RelayInterface::ask(QJsonObject question) {
+    const auto command = channel;
+    const int number = ++lastQuestion;
+    question[QStringLiteral("question")] = number;
+    command->send(question);
+    RunLoop::current()->runUntil(
+        [&] { return answers.contains(number) || !command->isOpen() || isCancelled; });
+    if (!answers.contains(number))
+        return std::nullopt;
+    return answers.take(number);
+}
+
+int RelayInterface::runAlert(const Alert &alert) {
+    if (!hasCommand()) {
+        if (local && !isCancelled)
+            return local->runAlert(alert);
+        keep(alert);
+        return 0;
+    }
+    const QJsonObject message{
+        {QStringLiteral("type"), QStringLiteral("alert")},
+        {QStringLiteral("text"), alert.text},
+        {QStringLiteral("detail"), alert.informativeText},
+        {QStringLiteral("buttons"), QJsonArray::fromStringList(alert.buttons)},
+    };
+    if (alert.buttons.size() < 2) {
+        channel->send(message);
+        return 0;
+    }
+    const auto answer = ask(message);
+    const int button = answer ? answer->value(QStringLiteral("button")).toInt() : 0;
+    return button >= 0 && button < alert.buttons.size() ? button : 0;
+}
+
+bool RelayInterface::runLogin(LoginQuestion &question) {
+    if (!hasCommand())
+        return local && !isCancelled && local->runLogin(question);
+    const auto answer = ask({
+        {QStringLiteral("type"), QStringLiteral("login")},
+        {QStringLiteral("title"), question.title},
+        {QStringLiteral("username"), question.username},
+    });
+    if (!answer || !answer->value(QStringLiteral("accepted")).toBool())
+        return false;
+    question.username = answer->value(QStringLiteral("username")).toString();
+    question.password = answer->value(QStringLiteral("password")).toString();
+    return true;
+}
+
+void RelayInterface::openFolder(const QString &path) {
+    if (local)
+        local->openFolder(path);
+}
+
+void RelayInterface::keep(const Alert &alert) {
+    VDLog(alert.text);
+    if (pendingMessages.size() < kPendingLimit)
+        pendingMessages += alert.text;
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include <QHash>
+#include <QJsonObject>
+#include <QStringList>
+
+#include "platform/ui/UserInterface.h"
+
+class ControlChannel;
+
+// Takes messages and questions to the terminal of the command that caused them. Without such a
+// command they go to this process's own terminal, or, in the background, wait for the next one who
+// asks for the status.
+class RelayInterface : public UserInterface {
+  public:
+    // local: this process's own interface, not owned; null in the background.
+    explicit RelayInterface(UserInterface *local) : local(local) {}
+
+    // The command that causes what comes now; null for none.
+    void attach(std::shared_ptr<ControlChannel> command) { channel = std::move(command); }
+    // An answer that came in.
+    void takeAnswer(const QJsonObject &answer);
+    // Every question, now and from now on, counts as cancelled.
+    void cancelQuestions() { isCancelled = true; }
+
+    // Messages that nobody has seen yet; at most 6, later ones are only logged.
+    QStringList pendingMessages;
+
+    int runAlert(const Alert &alert) override;
+    bool runLogin(LoginQuestion &question) override;
+    void openFolder(const QString &path) override;
+
+  private:
+    bool hasCommand() const;
+    std::optional<QJsonObject> ask(QJsonObject question);
+    void keep(const Alert &alert);
+
+    UserInterface *const local;
+    std::shared_ptr<ControlChannel> channel;
+    int lastQuestion = 0;
+    QHash<int, QJsonObject> answers;
+    bool isCancelled = false;
+};

@@ -1,0 +1,131 @@
+#include "app/ServiceClient.h"
+
+#include <csignal>
+
+#include <QDeadlineTimer>
+#include <QJsonArray>
+#include <QThread>
+#include <QTimer>
+
+#include "common/Text.h"
+#include "platform/net/RunLoop.h"
+#include "platform/system/ControlChannel.h"
+#include "platform/system/ServiceLauncher.h"
+#include "platform/system/SignalWatcher.h"
+#include "platform/system/SingleInstance.h"
+#include "platform/ui/UserInterface.h"
+
+namespace {
+
+// An instance that ends may still be bringing written files to the server.
+constexpr int kReachLimit = 30'000;     // milliseconds
+constexpr int kGreetingLimit = 10'000;  // milliseconds
+constexpr int kRetryPause = 100;        // milliseconds
+
+}  // namespace
+
+ServiceClient::~ServiceClient() = default;
+
+QString ServiceClient::reach() {
+    const QDeadlineTimer deadline(kReachLimit);
+    while (!deadline.hasExpired()) {
+        if (connectNow())
+            return {};
+        const ServiceLauncher::Launch launch = ServiceLauncher::start({QStringLiteral("service")});
+        if (launch.answer == ServiceLauncher::Answer::Failed)
+            return localizedText("Cli_ServiceFailed", launch.reason);
+        if (launch.answer == ServiceLauncher::Answer::HeldByAnother)
+            QThread::msleep(kRetryPause);
+    }
+    return localizedText("Cli_ServiceStopping");
+}
+
+bool ServiceClient::reachRunning() {
+    const QDeadlineTimer deadline(kReachLimit);
+    while (!deadline.hasExpired()) {
+        if (connectNow())
+            return true;
+        // One that starts or ends holds the lock without answering yet, or any more.
+        SingleInstance instance;
+        if (instance.take() != SingleInstance::Outcome::HeldByAnother)
+            return false;
+        QThread::msleep(kRetryPause);
+    }
+    return false;
+}
+
+// An instance that is about to end may take a connection and never greet.
+bool ServiceClient::connectNow() {
+    isGreeted = false;
+    channel = ControlChannel::connectTo(SingleInstance::socketPath());
+    if (!channel)
+        return false;
+    channel->onMessage = [this](const QJsonObject &message) { take(message); };
+    channel->onClosed = [] {};
+    const QDeadlineTimer deadline(kGreetingLimit);
+    QTimer wake;
+    wake.start(kGreetingLimit);
+    RunLoop::current()->runUntil(
+        [&] { return isGreeted || !channel->isOpen() || deadline.hasExpired(); });
+    return isGreeted;
+}
+
+std::optional<QJsonObject> ServiceClient::request(const QJsonObject &request) {
+    result.reset();
+    channel->send(request);
+    RunLoop::current()->runUntil([this] { return result || !channel->isOpen(); });
+    return result;
+}
+
+void ServiceClient::stay(const QString &mountedName) {
+    const SignalWatcher watcher({SIGINT, SIGTERM, SIGHUP}, [&](int) {
+        channel->send({{QStringLiteral("command"), QStringLiteral("unmount")},
+                       {QStringLiteral("target"), mountedName},
+                       {QStringLiteral("force"), true}});
+    });
+    RunLoop::current()->runUntil([this] { return isEnded || !channel->isOpen(); });
+}
+
+void ServiceClient::take(const QJsonObject &message) {
+    const QString type = message[QStringLiteral("type")].toString();
+    if (type == QStringLiteral("hello"))
+        isGreeted = true;
+    else if (type == QStringLiteral("alert"))
+        takeAlert(message);
+    else if (type == QStringLiteral("login"))
+        takeLogin(message);
+    else if (type == QStringLiteral("result"))
+        result = message;
+    else if (type == QStringLiteral("ended"))
+        isEnded = true;
+}
+
+void ServiceClient::takeAlert(const QJsonObject &message) {
+    const Alert alert{
+        .title = {},
+        .text = message[QStringLiteral("text")].toString(),
+        .informativeText = message[QStringLiteral("detail")].toString(),
+        .buttons = message[QStringLiteral("buttons")].toVariant().toStringList(),
+    };
+    const int button = interface.runAlert(alert);
+    if (message.contains(QStringLiteral("question")))
+        answer(message, {{QStringLiteral("button"), button}});
+}
+
+void ServiceClient::takeLogin(const QJsonObject &message) {
+    LoginQuestion question{
+        .title = message[QStringLiteral("title")].toString(),
+        .username = message[QStringLiteral("username")].toString(),
+        .password = {},
+    };
+    const bool isAccepted = interface.runLogin(question);
+    answer(message, {{QStringLiteral("accepted"), isAccepted},
+                     {QStringLiteral("username"), question.username},
+                     {QStringLiteral("password"), question.password}});
+}
+
+void ServiceClient::answer(const QJsonObject &question, QJsonObject answer) {
+    answer[QStringLiteral("type")] = QStringLiteral("answer");
+    answer[QStringLiteral("question")] = question[QStringLiteral("question")];
+    channel->send(answer);
+}

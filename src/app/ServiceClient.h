@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include <QJsonObject>
+#include <QString>
+
+class ControlChannel;
+class UserInterface;
+
+// A command's way to the running instance, whose questions it asks here. Main thread.
+class ServiceClient {
+  public:
+    // The interface of the command's own terminal, not owned.
+    explicit ServiceClient(UserInterface &interface) : interface(interface) {}
+    ~ServiceClient();
+    ServiceClient(const ServiceClient &) = delete;
+    ServiceClient &operator=(const ServiceClient &) = delete;
+
+    // Reaches the instance, starting one if there is none. The message why not, null when reached.
+    QString reach();
+    // Reaches the instance if there is one.
+    bool reachRunning();
+    // Sends a request and serves questions until its result; nothing when the instance ended first.
+    std::optional<QJsonObject> request(const QJsonObject &request);
+    // After a request with "stay": serves messages until the mount or the instance has ended. A
+    // signal unmounts first.
+    void stay(const QString &mountedName);
+
+  private:
+    bool connectNow();
+    void take(const QJsonObject &message);
+    void takeAlert(const QJsonObject &message);
+    void takeLogin(const QJsonObject &message);
+    void answer(const QJsonObject &question, QJsonObject answer);
+
+    UserInterface &interface;
+    std::shared_ptr<ControlChannel> channel;
+    bool isGreeted = false;
+    bool isEnded = false;
+    std::optional<QJsonObject> result;
+};

@@ -1,0 +1,215 @@
+// connection add, list, show, edit, remove: the saved connections.
+
+#include <QJsonDocument>
+#include <QLockFile>
+
+#include "app/AppDelegate.h"
+#include "app/ServiceClient.h"
+#include "app/cli/Command.h"
+#include "app/cli/ConnectionFields.h"
+#include "app/cli/RunningMounts.h"
+#include "common/Text.h"
+#include "common/VDCommonUtils.h"
+#include "connection/VDConnectionInfo.h"
+#include "platform/system/SingleInstance.h"
+
+namespace {
+
+const QString kConnectNames = QStringLiteral("connect_names");
+const QString kUnnamed = QStringLiteral("new connection");
+constexpr qsizetype kNameLimit = 255;  // bytes; the name becomes a folder
+
+using RecordPtr = std::shared_ptr<VDConnectionInfo>;
+
+// The settings for the length of a change: two commands that change the list of names must not both
+// start from the same one.
+class Settings {
+  public:
+    explicit Settings(const Invocation &invocation)
+        : lock(SingleInstance::folder() + QStringLiteral("/settings.lock")),
+          invocation(invocation) {
+        SingleInstance::makeFolder();
+        lock.lock();
+        synchronize();
+    }
+
+    QStringList names() const {
+        return Preferences::standard().value(kConnectNames).toStringList();
+    }
+    RecordPtr record(const QString &name) const { return VDConnectionInfo::loadConnectInfo(name); }
+    // The name as it was saved, of one typed in another canonical form; null where there is none.
+    QString savedName(const QString &typed) const {
+        for (const QString &name : names()) {
+            if (name.normalized(QString::NormalizationForm_C) ==
+                typed.normalized(QString::NormalizationForm_C))
+                return name;
+        }
+        return VDConnectionInfo::loadConnectInfo(typed) ? typed : QString();
+    }
+
+    // Each tells the person of a failure and returns whether the change is saved.
+    bool save(const VDConnectionInfo &record, const QStringList &names) {
+        std::optional<Error> error;
+        Preferences::standard().setValue(kConnectNames, names);
+        return told(record.saveConnectInfo(&error), error);
+    }
+    bool remove(const QString &name, const QStringList &names) {
+        std::optional<Error> error;
+        Preferences::standard().setValue(kConnectNames, names);
+        return told(VDConnectionInfo::deleteConnectInfo(name, &error), error);
+    }
+
+  private:
+    void synchronize() {
+        std::optional<Error> error;
+        told(Preferences::standard().synchronize(&error), error);
+    }
+    bool told(bool ok, const std::optional<Error> &error) {
+        if (error)
+            invocation.console.complain(error->userInfo.value(QStringLiteral("OUTPUT")).toString());
+        return ok;
+    }
+
+    QLockFile lock;
+    const Invocation &invocation;
+};
+
+// The key of the message why a connection can't have the name, or null.
+const char *nameProblem(const QString &name) {
+    if (name.isEmpty() || name == kUnnamed)
+        return "AppDelegate_56";
+    if (name.contains(QLatin1Char('/')) || name == QStringLiteral(".") ||
+        name == QStringLiteral(".."))
+        return "AppDelegate_57";
+    for (const QChar character : name) {
+        if (character.category() == QChar::Other_Control)
+            return "AppDelegate_57";
+    }
+    return name.toUtf8().size() > kNameLimit ? "Cli_NameTooLong" : nullptr;
+}
+
+QString placeOf(const VDConnectionInfo &record) {
+    return record.mountPoint.isEmpty() ? QStringLiteral("/Volumes/") + record.connectionName
+                                       : record.mountPoint;
+}
+
+// Whether another connection's mount point is the record's, or one lies under the other.
+bool hasMountPointClash(const Settings &settings, const VDConnectionInfo &record,
+                        const QString &currentName) {
+    const QString place = placeOf(record);
+    for (const QString &name : settings.names()) {
+        const RecordPtr other = name == currentName ? nullptr : settings.record(name);
+        if (other && (VDCommonUtils::isEqualPathOrSubPath(place, placeOf(*other)) ||
+                      VDCommonUtils::isEqualPathOrSubPath(placeOf(*other), place)))
+            return true;
+    }
+    return false;
+}
+
+int add(const Invocation &invocation) {
+    const QString name = invocation.arguments[0].normalized(QString::NormalizationForm_C);
+    if (const char *problem = nameProblem(name))
+        return invocation.refuse(localizedText(problem));
+    if (!invocation.has("url"))
+        return invocation.refuse(localizedText("Cli_UrlMissing"));
+    VDConnectionInfo record;
+    record.connectionName = name;
+    if (const auto code = ConnectionFields::apply(invocation, record))
+        return *code;
+    Settings settings(invocation);
+    if (!settings.savedName(name).isNull())
+        return invocation.fail(localizedText("AppDelegate_54"));
+    if (hasMountPointClash(settings, record, name))
+        return invocation.fail(localizedText("AppDelegate_55"));
+    return settings.save(record, settings.names() << name) ? kDone : kFailed;
+}
+
+int list(const Invocation &invocation) {
+    const Settings settings(invocation);
+    for (const QString &name : settings.names()) {
+        if (const RecordPtr record = settings.record(name))
+            invocation.console.print(QStringLiteral("%1\t%2").arg(name, record->RemoteURL));
+    }
+    return kDone;
+}
+
+int show(const Invocation &invocation) {
+    const Settings settings(invocation);
+    const QString name = settings.savedName(invocation.arguments[0]);
+    const RecordPtr record = name.isNull() ? nullptr : settings.record(name);
+    if (!record)
+        return invocation.fail(localizedText("Cli_NoConnection", invocation.arguments[0]));
+    record->isMount = RunningMounts::isMounted(name, invocation.interface);
+    if (invocation.has("json")) {
+        const QJsonDocument document(ConnectionFields::toJson(*record));
+        invocation.console.print(
+            QString::fromUtf8(document.toJson(QJsonDocument::Indented)).trimmed());
+        return kDone;
+    }
+    for (const QString &line : ConnectionFields::toLines(*record))
+        invocation.console.print(line);
+    return kDone;
+}
+
+int edit(const Invocation &invocation) {
+    Settings settings(invocation);
+    const QString name = settings.savedName(invocation.arguments[0]);
+    const RecordPtr record = name.isNull() ? nullptr : settings.record(name);
+    if (!record)
+        return invocation.fail(localizedText("Cli_NoConnection", invocation.arguments[0]));
+    if (RunningMounts::isMounted(name, invocation.interface))
+        return invocation.fail(localizedText("Cli_MountedNoEdit", name));
+    if (invocation.has("rename"))
+        record->connectionName =
+            invocation.value("rename").normalized(QString::NormalizationForm_C);
+    if (const char *problem = nameProblem(record->connectionName))
+        return invocation.refuse(localizedText(problem));
+    if (const auto code = ConnectionFields::apply(invocation, *record))
+        return *code;
+    const bool isRenamed = record->connectionName != name;
+    if (isRenamed && !settings.savedName(record->connectionName).isNull())
+        return invocation.fail(localizedText("AppDelegate_54"));
+    if (hasMountPointClash(settings, *record, name))
+        return invocation.fail(localizedText("AppDelegate_55"));
+    QStringList names = settings.names();
+    const qsizetype index = names.indexOf(name);
+    if (index < 0)
+        names += record->connectionName;
+    else
+        names[index] = record->connectionName;
+    if (!settings.save(*record, names))
+        return kFailed;
+    return !isRenamed || settings.remove(name, names) ? kDone : kFailed;
+}
+
+int removeConnection(const Invocation &invocation) {
+    Settings settings(invocation);
+    const QString name = settings.savedName(invocation.arguments[0]);
+    if (name.isNull())
+        return invocation.fail(localizedText("Cli_NoConnection", invocation.arguments[0]));
+    if (RunningMounts::isMounted(name, invocation.interface))
+        return invocation.fail(localizedText("AppDelegate_61"));
+    QStringList names = settings.names();
+    names.removeAll(name);
+    return settings.remove(name, names) ? kDone : kFailed;
+}
+
+}  // namespace
+
+QList<Command> connectionCommands() {
+    const QList<CommandOption> fields = ConnectionFields::options();
+    return {
+        {"connection add", "NAME", 1, 1, "Cli_Command_Add", fields, add},
+        {"connection list", "", 0, 0, "Cli_Command_List", {}, list},
+        {"connection show",
+         "NAME",
+         1,
+         1,
+         "Cli_Command_Show",
+         {{"json", nullptr, "Cli_Option_Json"}},
+         show},
+        {"connection edit", "NAME", 1, 1, "Cli_Command_Edit",
+         fields + QList<CommandOption>{{"rename", "NAME", "Cli_Option_Rename"}}, edit},
+        {"connection remove", "NAME", 1, 1, "Cli_Command_Remove", {}, removeConnection},
+    };
+}

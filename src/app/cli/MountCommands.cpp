@@ -1,0 +1,183 @@
+// mount and unmount.
+
+#include "app/ConnectionUrl.h"
+#include "app/MountService.h"
+#include "app/ServiceClient.h"
+#include "app/cli/Command.h"
+#include "app/cli/Credentials.h"
+#include "common/Text.h"
+#include "connection/ClientIdentitySource.h"
+#include "connection/EnvironmentProxySource.h"
+#include "connection/VDConnectionInfo.h"
+#include "platform/system/DeadMounts.h"
+
+namespace {
+
+bool isUrl(const QString &text) {
+    return text.contains(QStringLiteral("://"));
+}
+
+bool isSaved(const QString &name) {
+    Preferences::standard().synchronize(nullptr);
+    return VDConnectionInfo::loadConnectInfo(name) ||
+           VDConnectionInfo::loadConnectInfo(name.normalized(QString::NormalizationForm_C));
+}
+
+// What is to be mounted, as the instance wants to be told; the exit code where that is known
+// already.
+std::optional<int> describeTarget(const Invocation &invocation, QJsonObject *request) {
+    const QString target = invocation.arguments.value(0);
+    if (target.isEmpty())
+        return invocation.has("auto")
+                   ? std::nullopt
+                   : std::optional(invocation.refuse(localizedText("Cli_TargetMissing")));
+    if (!isUrl(target)) {
+        (*request)[QStringLiteral("name")] = target;
+        return isSaved(target)
+                   ? std::nullopt
+                   : std::optional(invocation.fail(localizedText("Cli_NoConnection", target)));
+    }
+    if (const char *problem = ConnectionUrl::problemOf(target))
+        return invocation.refuse(localizedText(problem));
+    const QString url = ConnectionUrl::readableUrl(target);
+    const QString name =
+        invocation.has("name") ? invocation.value("name") : ConnectionUrl::nameFor(url);
+    if (name.isEmpty() || name.contains(QLatin1Char('/')))
+        return invocation.refuse(localizedText("AppDelegate_57"));
+    (*request)[QStringLiteral("url")] = url;
+    (*request)[QStringLiteral("name")] = name.normalized(QString::NormalizationForm_C);
+    (*request)[QStringLiteral("isNameChosen")] = invocation.has("name");
+    return std::nullopt;
+}
+
+std::optional<int> describeMount(const Invocation &invocation, QJsonObject *request) {
+    (*request)[QStringLiteral("command")] = QStringLiteral("mount");
+    if (const auto code = describeTarget(invocation, request))
+        return code;
+    if (invocation.has("user"))
+        (*request)[QStringLiteral("username")] = invocation.value("user");
+    if (invocation.has("mount-point"))
+        (*request)[QStringLiteral("mountPoint")] = absolutePath(invocation.value("mount-point"));
+    if (invocation.has("accept-certificate"))
+        (*request)[QStringLiteral("acceptCertificate")] = true;
+    if (!invocation.has("password-stdin"))
+        return std::nullopt;
+    const auto password = newPassword(invocation, "password-stdin", "Cli_PromptPassword");
+    if (!password)
+        return kFailed;
+    (*request)[QStringLiteral("password")] = *password;
+    return std::nullopt;
+}
+
+// Tells the person how the mount went.
+int report(const Invocation &invocation, const QJsonObject &result) {
+    if (!result[QStringLiteral("ok")].toBool())
+        return invocation.failTold(result[QStringLiteral("message")].toString());
+    const QString name = result[QStringLiteral("name")].toString();
+    if (!name.isEmpty())
+        invocation.console.print(
+            localizedText("Cli_Mounted", name, result[QStringLiteral("mountPoint")].toString()));
+    return kDone;
+}
+
+int mountThrough(ServiceClient &client, const Invocation &invocation, const QJsonObject &request) {
+    const auto result = client.request(request);
+    if (!result)
+        return invocation.fail(localizedText("Cli_ServiceEnded"));
+    const int code = report(invocation, *result);
+    if (code == kDone && request[QStringLiteral("stay")].toBool())
+        client.stay(result->value(QStringLiteral("name")).toString());
+    return code;
+}
+
+int mountInBackground(const Invocation &invocation, const QJsonObject &request) {
+    ServiceClient client(invocation.interface);
+    const QString problem = client.reach();
+    return problem.isEmpty() ? mountThrough(client, invocation, request) : invocation.fail(problem);
+}
+
+// This process is the instance, unless there is one already, which then does the work.
+int mountInForeground(const Invocation &invocation, QJsonObject request) {
+    using ServiceLauncher::Answer;
+    const EnvironmentProxySource proxies;
+    NoClientIdentity identities;
+    MountService service(proxies, identities, &invocation.interface);
+    const ServiceLauncher::Launch launch = service.begin();
+    if (launch.answer == Answer::Failed)
+        return invocation.fail(localizedText("Cli_ServiceFailed", launch.reason));
+    if (launch.answer == Answer::HeldByAnother) {
+        request[QStringLiteral("stay")] = true;
+        return mountInBackground(invocation, request);
+    }
+    int code = kFailed;
+    service.submit(request, [&](const QJsonObject &result) { code = report(invocation, result); });
+    service.run();
+    return code;
+}
+
+int mount(const Invocation &invocation) {
+    QJsonObject request;
+    if (const auto code = describeMount(invocation, &request))
+        return *code;
+    return invocation.has("foreground") ? mountInForeground(invocation, request)
+                                        : mountInBackground(invocation, request);
+}
+
+// A volume that a crash left, by its mount point or by its connection's name.
+bool clearDeadMount(const QString &target) {
+    const QStringList dead = DeadMounts::find();
+    const auto record = VDConnectionInfo::loadConnectInfo(target);
+    QStringList places{
+        target, QStringLiteral("/Volumes/") + target.normalized(QString::NormalizationForm_D)};
+    if (record)
+        places += record->mountPoint;
+    for (const QString &place : places) {
+        if (dead.contains(place))
+            return DeadMounts::clear(place);
+    }
+    return false;
+}
+
+int unmount(const Invocation &invocation) {
+    const QString typed = invocation.arguments[0];
+    const QString target = typed.contains(QLatin1Char('/')) ? absolutePath(typed) : typed;
+    ServiceClient client(invocation.interface);
+    if (!client.reachRunning())
+        return clearDeadMount(target) ? kDone
+                                      : invocation.fail(localizedText("Cli_NotMounted", typed));
+    const auto result = client.request({{QStringLiteral("command"), QStringLiteral("unmount")},
+                                        {QStringLiteral("target"), target},
+                                        {QStringLiteral("force"), invocation.has("force")}});
+    if (!result)
+        return invocation.fail(localizedText("Cli_ServiceEnded"));
+    return result->value(QStringLiteral("ok")).toBool()
+               ? kDone
+               : invocation.fail(result->value(QStringLiteral("message")).toString());
+}
+
+}  // namespace
+
+QList<Command> mountCommands() {
+    return {
+        {"mount",
+         "NAME|URL",
+         0,
+         1,
+         "Cli_Command_Mount",
+         {{"name", "NAME", "Cli_Option_Name"},
+          {"mount-point", "FOLDER", "Cli_Option_MountPointOnce"},
+          {"user", "USER", "Cli_Option_UserOnce"},
+          {"password-stdin", nullptr, "Cli_Option_PasswordStdinOnce"},
+          {"accept-certificate", nullptr, "Cli_Option_AcceptCertificate"},
+          {"auto", nullptr, "Cli_Option_Auto"},
+          {"foreground", nullptr, "Cli_Option_Foreground"}},
+         mount},
+        {"unmount",
+         "NAME|MOUNTPOINT",
+         1,
+         1,
+         "Cli_Command_Unmount",
+         {{"force", nullptr, "Cli_Option_Force"}},
+         unmount},
+    };
+}

@@ -1,0 +1,129 @@
+// status: what is mounted, and how full it is.
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <sys/statvfs.h>
+#include <thread>
+
+#include <QDateTime>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLocale>
+
+#include "app/cli/Command.h"
+#include "app/cli/RunningMounts.h"
+#include "common/Text.h"
+#include "common/VDCommonUtils.h"
+
+namespace {
+
+constexpr std::chrono::seconds kSpaceLimit(2);
+
+struct Space {
+    qint64 size = 0;  // bytes
+    qint64 free = 0;
+};
+
+// Asks each volume on a thread of its own, since one whose server is away doesn't answer. A thread
+// that waits on ends with the process.
+std::future<std::optional<Space>> askSpace(const QString &mountPoint) {
+    auto answer = std::make_shared<std::promise<std::optional<Space>>>();
+    std::future<std::optional<Space>> space = answer->get_future();
+    std::thread([answer, path = QFile::encodeName(mountPoint)] {
+        struct statvfs told;
+        const auto unit = [&told](fsblkcnt_t blocks) {
+            return qint64(blocks) * qint64(told.f_frsize);
+        };
+        if (statvfs(path.constData(), &told) == 0)
+            answer->set_value(Space{unit(told.f_blocks), unit(told.f_bavail)});
+        else
+            answer->set_value(std::nullopt);
+    }).detach();
+    return space;
+}
+
+void addSpace(QJsonObject &mount, std::future<std::optional<Space>> &answer,
+              std::chrono::steady_clock::time_point deadline) {
+    std::optional<Space> space;
+    if (answer.wait_until(deadline) == std::future_status::ready)
+        space = answer.get();
+    mount[QStringLiteral("size")] = space ? QJsonValue(space->size) : QJsonValue();
+    mount[QStringLiteral("used")] = space ? QJsonValue(space->size - space->free) : QJsonValue();
+    mount[QStringLiteral("free")] = space ? QJsonValue(space->free) : QJsonValue();
+}
+
+QJsonArray withSpace(const QJsonArray &mounts) {
+    std::vector<std::future<std::optional<Space>>> answers;
+    for (const auto &mount : mounts)
+        answers.push_back(askSpace(mount.toObject()[QStringLiteral("mountPoint")].toString()));
+    const auto deadline = std::chrono::steady_clock::now() + kSpaceLimit;
+    QJsonArray result;
+    for (qsizetype i = 0; i < mounts.size(); ++i) {
+        QJsonObject mount = mounts[i].toObject();
+        addSpace(mount, answers[size_t(i)], deadline);
+        result += mount;
+    }
+    return result;
+}
+
+QString sizeText(const QJsonValue &bytes) {
+    return QLocale().formattedDataSize(bytes.toInteger());
+}
+
+void printMount(const QJsonObject &mount, Console &console) {
+    const auto line = [&console](const char *labelKey, const QString &value) {
+        console.print(QStringLiteral("  %1: %2").arg(localizedText(labelKey), value));
+    };
+    console.print(mount[QStringLiteral("name")].toString());
+    line("Cli_Status_MountPoint", mount[QStringLiteral("mountPoint")].toString());
+    line("Cli_Status_Server", mount[QStringLiteral("server")].toString());
+    line("Cli_Status_User", mount[QStringLiteral("user")].toString());
+    const QDateTime since =
+        QDateTime::fromString(mount[QStringLiteral("since")].toString(), Qt::ISODate);
+    line("Cli_Status_Since", since.isValid() ? VDCommonUtils::getStringForShow(since)
+                                             : localizedText("Cli_Status_Mounting"));
+    const QJsonValue size = mount[QStringLiteral("size")];
+    line("Cli_Status_Space",
+         size.isNull() ? localizedText("Cli_Status_NoAnswer")
+                       : localizedText("Cli_Status_Sizes", sizeText(mount[QStringLiteral("used")]),
+                                       sizeText(mount[QStringLiteral("free")]), sizeText(size)));
+}
+
+void printStatus(const QJsonArray &mounts, const QJsonArray &messages, Console &console) {
+    for (const auto &mount : mounts)
+        printMount(mount.toObject(), console);
+    if (mounts.isEmpty())
+        console.print(localizedText("Cli_Status_Nothing"));
+    for (const auto &message : messages)
+        console.print(localizedText("Cli_Status_Message", message.toString()));
+}
+
+int status(const Invocation &invocation) {
+    const bool isJson = invocation.has("json");
+    const auto told = RunningMounts::status(invocation.interface, !isJson);
+    const QJsonObject known = told.value_or(QJsonObject());
+    const QJsonArray mounts = withSpace(known[QStringLiteral("mounts")].toArray());
+    const QJsonArray messages = known[QStringLiteral("messages")].toArray();
+    if (!isJson) {
+        printStatus(mounts, messages, invocation.console);
+        return kDone;
+    }
+    const QJsonObject document{
+        {QStringLiteral("running"), told.has_value()},
+        {QStringLiteral("process"), told ? known[QStringLiteral("process")] : QJsonValue()},
+        {QStringLiteral("mounts"), mounts},
+        {QStringLiteral("messages"), messages},
+    };
+    invocation.console.print(
+        QString::fromUtf8(QJsonDocument(document).toJson(QJsonDocument::Indented)).trimmed());
+    return kDone;
+}
+
+}  // namespace
+
+QList<Command> statusCommands() {
+    return {
+        {"status", "", 0, 0, "Cli_Command_Status", {{"json", nullptr, "Cli_Option_Json"}}, status}};
+}

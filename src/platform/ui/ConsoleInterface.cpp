@@ -1,0 +1,83 @@
+#include "platform/ui/ConsoleInterface.h"
+
+#include "common/Text.h"
+#include "platform/ui/Console.h"
+#include "platform/ui/ConsoleProgressPanel.h"
+
+namespace {
+
+// The button an answer names: by its number, or by the beginning of its title.
+std::optional<int> buttonFor(const QString &answer, const QStringList &buttons) {
+    const QString text = answer.trimmed();
+    if (text.isEmpty())
+        return 0;
+    bool isNumber = false;
+    const int number = text.toInt(&isNumber);
+    if (isNumber && number >= 1 && number <= buttons.size())
+        return number - 1;
+    for (int i = 0; i < buttons.size(); ++i) {
+        if (buttons[i].startsWith(text, Qt::CaseInsensitive))
+            return i;
+    }
+    return std::nullopt;
+}
+
+QString withoutBlankLines(const QString &text) {
+    return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts).join(QLatin1Char('\n'));
+}
+
+}  // namespace
+
+int ConsoleInterface::runAlert(const Alert &alert) {
+    console.complain(withoutBlankLines(alert.text));
+    if (!alert.informativeText.isEmpty())
+        console.complain(alert.informativeText);
+    told = true;
+    return alert.buttons.size() > 1 ? choose(alert) : 0;
+}
+
+int ConsoleInterface::choose(const Alert &alert) {
+    if (!console.canAsk()) {
+        console.complain(localizedText("Cli_Unattended_Certificate"));
+        return 0;
+    }
+    QStringList choices;
+    for (int i = 0; i < alert.buttons.size(); ++i)
+        choices += QStringLiteral("%1) %2").arg(i + 1).arg(alert.buttons[i]);
+    const QString prompt = choices.join(QStringLiteral("  ")) + QStringLiteral(" [1]: ");
+    while (const auto answer = console.ask(prompt)) {
+        if (const auto button = buttonFor(*answer, alert.buttons))
+            return *button;
+    }
+    return 0;
+}
+
+bool ConsoleInterface::runLogin(LoginQuestion &question) {
+    const bool isProxy = !question.title.isEmpty();
+    if (!console.canAsk()) {
+        console.complain(
+            localizedText(isProxy ? "Cli_Unattended_ProxyLogin" : "Cli_Unattended_Login"));
+        told = true;
+        return false;
+    }
+    console.complain(isProxy ? question.title : localizedText("Cli_LoginTitle"));
+    const QString prompt = question.username.isEmpty()
+                               ? localizedText("Cli_PromptUser")
+                               : localizedText("Cli_PromptUserOr", question.username);
+    const auto username = console.ask(prompt);
+    if (!username)
+        return false;
+    const auto password = console.askSecret(localizedText("Cli_PromptPassword"));
+    if (!password)
+        return false;
+    if (!username->isEmpty())
+        question.username = *username;
+    question.password = *password;
+    return true;
+}
+
+std::unique_ptr<ProgressPanel> ConsoleInterface::makeProgressPanel(const QString &) {
+    if (!console.canAsk())
+        return nullptr;
+    return std::make_unique<ConsoleProgressPanel>(console);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/ui/UserInterface.h"
+
+class Console;
+
+// Alerts and login forms as lines and prompts. Without somebody to answer, a question counts as
+// cancelled, and the message says which option would have answered it.
+class ConsoleInterface : public UserInterface {
+  public:
+    explicit ConsoleInterface(Console &console) : console(console) {}
+
+    int runAlert(const Alert &alert) override;
+    bool runLogin(LoginQuestion &question) override;
+    void openFolder(const QString &) override {}
+    std::unique_ptr<ProgressPanel> makeProgressPanel(const QString &windowName) override;
+
+    // Whether a person was told anything since the start; a failure that was told needs no second
+    // message.
+    bool hasTold() const { return told; }
+
+  private:
+    int choose(const Alert &alert);
+
+    Console &console;
+    bool told = false;
+};
