@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include <QMap>
@@ -67,10 +68,9 @@ class VDLockController {
 
     void fileLockThread();
     void renewDueLocks();
-    void renew(const QString &path);
-    void giveUp(const QString &path, const Error &error);
+    // The refusal that a due lock was dropped for.
+    std::optional<Error> renew(const QString &path);
     void releaseAll();
-    bool pause();
     bool isRunning() const;
     bool isUploading(const QString &path) const;
     unsigned countOf(const QString &path) const { return lockCountMap.value(path, 0); }
