@@ -1,7 +1,11 @@
 #pragma once
 
+#include <memory>
+
 #include <QString>
 #include <QStringList>
+
+#include "platform/ui/ProgressPanel.h"
 
 // A question or a message as the program sees it, whatever draws it.
 struct Alert {
@@ -33,6 +37,8 @@ class UserInterface {
     virtual bool runLogin(LoginQuestion &question) = 0;
     // Opens a folder in the user's file viewer, where there is one.
     virtual void openFolder(const QString &path) = 0;
+    // The progress window of that name, not yet visible; null where nobody looks.
+    virtual std::unique_ptr<ProgressPanel> makeProgressPanel(const QString &) { return nullptr; }
 
     // The interface of this process; never null. Before install() it is one that answers nothing.
     static UserInterface &current();

@@ -1,0 +1,133 @@
+#include "transfer/VDProgressbar.h"
+
+#include <chrono>
+#include <functional>
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include "common/Text.h"
+#include "common/VDCommonUtils.h"
+#include "transfer/VDProgressBarWindowController.h"
+#include "webdav/ASWDCmdUpload.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kShowDelay = 3s;
+constexpr auto kTimerInterval = 1s;
+
+// At once on the main thread; from another one without waiting for it, so that a transfer never
+// hangs on a window.
+void onMainThread(const std::function<void()> &work) {
+    if (QCoreApplication *application = QCoreApplication::instance())
+        QMetaObject::invokeMethod(application, work, Qt::AutoConnection);
+}
+
+// A file that is uploaded under a temporary name shows by its own.
+QString shownName(const QString &path) {
+    const QString temporaryPrefix = QStringLiteral("VelmoraDiskUploadTemp_");
+    const QString name = VDCommonUtils::lastPathComponent(path);
+    return name.startsWith(temporaryPrefix) ? name.mid(temporaryPrefix.size()) : name;
+}
+
+QString countText(double percent, const char *textKey) {
+    return QStringLiteral("(%1% %2)").arg(QString::number(qint64(percent)), localizedText(textKey));
+}
+
+}  // namespace
+
+// Everything but the size belongs to the main thread.
+struct VDProgressbar::Display {
+    const quint64 size;
+    const std::optional<qint8> displaytype;
+    std::unique_ptr<VDProgressBarWindowController> prgressWin;
+    std::weak_ptr<ASWDCmdPut> cmd;
+    std::unique_ptr<QTimer> progressTimer;
+    std::unique_ptr<QTimer> visibleTimer;
+
+    void open(const QString &name);
+    void update(quint64 bytes);
+    void updateFromCommand();
+    void finish();
+};
+
+void VDProgressbar::Display::open(const QString &name) {
+    prgressWin = displaytype ? std::make_unique<VDProgressBarWindowController>(*displaytype)
+                             : std::make_unique<VDProgressBarWindowController>();
+    prgressWin->setFileName(name);
+    prgressWin->setProgress(0, countText(0, "ProgressBar_1"));
+    visibleTimer = std::make_unique<QTimer>();
+    visibleTimer->setSingleShot(true);
+    QObject::connect(visibleTimer.get(), &QTimer::timeout, [this] { prgressWin->show(); });
+    visibleTimer->start(kShowDelay);
+}
+
+void VDProgressbar::Display::update(quint64 bytes) {
+    if (!prgressWin)
+        return;
+    const double percent = bytes == size ? 100.0 : double(bytes) * 100.0 / double(size);
+    prgressWin->setProgress(percent, countText(percent, "ProgressBar_2"));
+}
+
+void VDProgressbar::Display::updateFromCommand() {
+    const auto command = cmd.lock();
+    const auto connection = command ? command->connection() : nullptr;
+    const auto sent = connection ? connection->processedRequestBodyBytes() : std::nullopt;
+    if (sent)
+        update(*sent);
+}
+
+void VDProgressbar::Display::finish() {
+    visibleTimer.reset();
+    progressTimer.reset();
+    prgressWin.reset();
+}
+
+VDProgressbar::VDProgressbar(quint64 size, std::optional<qint8> displaytype)
+    : display(std::make_shared<Display>(Display{size, displaytype, {}, {}, {}, {}})) {}
+
+VDProgressbar::~VDProgressbar() {
+    finishProgress();
+}
+
+void VDProgressbar::openWindowWithPath(const QString &path) {
+    onMainThread([display = display, name = shownName(path)] { display->open(name); });
+}
+
+void VDProgressbar::setWindowVisible() {
+    onMainThread([display = display] {
+        if (display->prgressWin)
+            display->prgressWin->show();
+    });
+}
+
+void VDProgressbar::setCmd(const std::shared_ptr<ASWDCmdPut> &cmd) {
+    onMainThread([display = display, cmd = std::weak_ptr(cmd)] { display->cmd = cmd; });
+}
+
+void VDProgressbar::setTimer() {
+    onMainThread([display = display] {
+        display->progressTimer = std::make_unique<QTimer>();
+        QObject::connect(display->progressTimer.get(), &QTimer::timeout,
+                         [display = display.get()] { display->updateFromCommand(); });
+        display->progressTimer->start(kTimerInterval);
+    });
+}
+
+void VDProgressbar::stopTimar() {
+    onMainThread([display = display] { display->progressTimer.reset(); });
+}
+
+void VDProgressbar::nextStatus(quint64 bytes) {
+    onMainThread([display = display, bytes] { display->update(bytes); });
+}
+
+void VDProgressbar::nextStatus() {
+    onMainThread([display = display] { display->updateFromCommand(); });
+}
+
+void VDProgressbar::finishProgress() {
+    onMainThread([display = display] { display->finish(); });
+}
