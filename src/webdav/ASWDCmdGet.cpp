@@ -110,7 +110,8 @@ bool ASWDCmdGetImpl::beginBody(ASHttpConnection &connection) {
     const qint64 expected = connection.expectedBodyBytes();
     bodyEnd = expected < 0 ? std::nullopt : std::optional(position + expected);
     if (localfile.isNull()) {
-        const qint64 room = wantedLength < 0 ? expected : wantedLength;
+        const bool reachesEnd = wantedLength < 0 || (bodyEnd && expected < wantedLength);
+        const qint64 room = reachesEnd ? expected : wantedLength;
         memory.clear();
         memory.reserve(std::clamp<qint64>(room, 0, ASWDCmdBase::maximumBody));
     }

@@ -1,29 +1,13 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <optional>
 
 #include <QByteArray>
 #include <QStringList>
-#include <QTimer>
 
 #include "http/ASHttpConnection.h"
-#include "platform/net/RunLoop.h"
-
-// Serves the run loop until the condition holds; false if that takes suspiciously long.
-template <typename Condition>
-bool waitFor(const Condition &condition,
-             std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-    const std::shared_ptr<RunLoop> loop = RunLoop::current();
-    bool late = false;
-    QTimer watchdog;
-    watchdog.setSingleShot(true);
-    QObject::connect(&watchdog, &QTimer::timeout, &watchdog, [&late] { late = true; });
-    watchdog.start(limit);
-    loop->runUntil([&] { return late || condition(); });
-    return condition();
-}
+#include "support/WaitFor.h"
 
 // One exchange, with the delegate's part of a login, and what came of it.
 class Exchange : public ASHttpConnectionDelegate {
