@@ -86,9 +86,8 @@ TEST_F(Progress, PartsTellTheirLastByteAndAQuickUploadShowsNothing) {
     connect(Vendor);
     session->uploadDivideSize = 4;
     const QString local = localFile("0123456789");
-    onWorker([&] {
-        EXPECT_TRUE(session->fileUpload(local, "/f", {}, nullptr, nullptr, true, &error));
-    });
+    onWorker(
+        [&] { EXPECT_TRUE(session->fileUpload(local, "/f", {}, nullptr, nullptr, true, &error)); });
     QCoreApplication::processEvents();
     EXPECT_EQ(taken(),
               (QStringList{"window VDProgressBarWindow_0", "name f", "value 0",
