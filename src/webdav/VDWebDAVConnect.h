@@ -17,15 +17,18 @@
 #include "common/Error.h"
 #include "http/ASHttpConnectInfo.h"
 #include "webdav/ContentSource.h"
+#include "webdav/RequestDialect.h"
 #include "webdav/ServerNames.h"
 
 class ASWDCmd;
 class ASWDCmdBase;
 class ASWDCmdPut;
+class ASXMLDomParser;
 class DownloadThread;
 class UploadThread;
 struct LockDiscovery;
 struct ServerCollectionContainer;
+struct StatusTable;
 struct WebPublicParameter;
 
 using CommandPtr = std::shared_ptr<ASWDCmdBase>;
@@ -48,7 +51,7 @@ struct ListingTypes {
 //
 // Errors are of kConnectErrorDomain unless said; each operation maps statuses by a table of its
 // own.
-class VDWebDAVConnect : public ContentSource {
+class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_this<VDWebDAVConnect> {
   public:
     VDWebDAVConnect(std::shared_ptr<ASHttpConnectInfo> connectInfo, const QString &requestURL);
     ~VDWebDAVConnect() override;
@@ -82,6 +85,9 @@ class VDWebDAVConnect : public ContentSource {
     QString replaceUserPath(const QString &url) const;
     QString excludeReplaceString(const QString &url) const;
     void webExceptionProcess(const void *object);
+    // The URL of a volume path as the server spells it. Every request for an item goes there.
+    QUrl itemUrl(const QString &path) const;
+    RequestDialect dialect() const { return RequestDialect(velmora); }
 
     // Discovery.
     bool IsDAVServer(const QString &path, ErrorOut error);
@@ -207,9 +213,75 @@ class VDWebDAVConnect : public ContentSource {
     std::shared_ptr<WebPublicParameter> getWebPublicParameter(const QString &path, ErrorOut error);
     QByteArray postMethod(const QString &url, const QVariantMap &paramsData, ErrorOut error);
 
+    // What discovery read in the DAV field: class 2. Items of a standard server without it are
+    // written without locks; the vendor's server is asked for them anyway.
+    bool announcesLocking = true;
+    // Whether this session took the lock. Only the vendor's server is sure to hand out the owner as
+    // it was sent, so elsewhere the tokens that came back tell.
+    bool isOwnLock(const LockDiscovery &lock) const;
+
     // How the server itself spells the names of its items.
     ServerNames serverNames;
 
   private:
+    // One attempt each of the operations that are repeated.
+    CommandPtr getCollectionPropertyInternal(const QString &path, ErrorOut error);
+    CommandPtr getCollectionPropertyInternal(const QString &path, const QStringList &propNames,
+                                             ErrorOut error);
+    CommandPtr getItemPropertyInternal(const QString &path, ErrorOut error);
+    CommandPtr getItemPropertyInternal(const QString &path, const QStringList &propNames,
+                                       const QStringList &nameSpaces, const HeaderFields &headers,
+                                       ErrorOut error);
+    QMap<QString, QString> getFileListInternal(const QString &path, Writable *writable,
+                                               ErrorOut error, ListingTypes *types);
+    QByteArray getMD5Internal(const QString &path, qint64 from, qint64 to, ErrorOut error);
+    std::shared_ptr<ServerCollectionContainer> getServerDefaultInternal(const QString &path,
+                                                                        bool isDelivery,
+                                                                        ErrorOut error);
+    QByteArray postMethodInternal(const QString &url, const QVariantMap &paramsData,
+                                  ErrorOut error);
+    CommandPtr putPropertiesInternal(const QString &path, const HeaderFields &props,
+                                     const QString &nameSpace, const HeaderFields &headers,
+                                     bool sendAsCDATA, const std::shared_ptr<LockDiscovery> &lock,
+                                     ErrorOut error);
+
+    // The URL of a volume path, or the full URL that was given in its place.
+    QUrl itemOrFullUrl(const QString &pathOrUrl) const;
+    // Each with what it was taken on; one that this session didn't take counts as the item's.
+    QList<HeldLock> heldLocks(const QList<std::shared_ptr<LockDiscovery>> &locks,
+                              const QUrl &item) const;
+    // The lock that a LOCK request gave; null with no error where the answer told of none.
+    std::shared_ptr<LockDiscovery> lockOfAnswer(const ASWDCmdBase &command,
+                                                const LockDiscovery *refreshed, ErrorOut error);
+    bool markLocked(const QString &path, const LockDiscovery &lock, qint64 access, qint64 share,
+                    ErrorOut error);
+    bool needsLocks() const { return velmora || announcesLocking; }
+
+    CommandPtr propFind(const QUrl &url, int depth, const QString &body, HeaderFields headers,
+                        const StatusTable &table, ErrorOut error);
+    // The tree of an answer; without a root, and with code 15, where the text is broken and that
+    // isn't tolerated.
+    std::optional<ASXMLDomParser> parsedBody(const ASWDCmdBase &command, const QString &output,
+                                             ErrorOut error) const;
+    // Whether a listing of the folders on the way told another spelling of the path.
+    bool learnSpelling(const QString &path);
+    void warnOfLeftOutNames(const QString &folder);
+
+    bool uploadInParts(const QString &localPath, const QString &serverPath,
+                       const QString &lockToken, qint64 size, const std::atomic<bool> *stopFlg,
+                       bool openProgress, ErrorOut error);
+    std::shared_ptr<VDWebDAVConnect> sharedSession();
+
+    QString logText(const ASWDCmd &command, const QString &what) const;
+    void learnFromOptions(const ASWDCmd &command);
+    void applyLetters(const QStringList &letters, bool publicWeb, bool sendMail);
+    bool acceptsCertificate() const;
+    bool askLogin(bool isProxy) const;
+
     bool velmora = false;
+    mutable std::mutex ownTokensMutex;  // guards ownTokens
+    QHash<QString, QUrl> ownTokens;     // of the locks this session holds, and what they are on
+    std::atomic<bool> darby{false};     // once set it stays
+    std::mutex leftOutMutex;            // guards leftOutFolders
+    QSet<QString> leftOutFolders;       // whose left-out names have been logged
 };

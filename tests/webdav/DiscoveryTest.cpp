@@ -1,0 +1,197 @@
+#include <pwd.h>
+#include <unistd.h>
+
+#include "SessionFixture.h"
+#include "common/Text.h"
+
+namespace {
+
+class DiscoveryTest : public SessionFixture {};
+
+TEST_F(DiscoveryTest, TheDavFieldIsSearchedForAOne) {
+    struct Case {
+        const char *value;
+        bool isDAV;
+    };
+    for (const auto &[value, isDAV] : {Case{"1,2", true}, Case{"2, 1", true}, Case{"2", false},
+                                       Case{"10", true}, Case{nullptr, false}}) {
+        SCOPED_TRACE(value ? value : "absent");
+        server.setOptionsHeader("DAV", value);
+        open(server.url());
+        EXPECT_EQ(session->IsDAVServer(QString(), forget()), isDAV);
+        EXPECT_EQ(code(), kNone);
+        EXPECT_FALSE(session->isVelmora());
+    }
+}
+
+struct LetterCase {
+    const char *letters;
+    bool publicWeb;
+    bool sendMail;
+    bool readonly;
+    qint64 permission;
+};
+
+const LetterCase kLetterCases[] = {
+    {"w,u,wm,um,wxu,uxu,wx,ux,wxa,uxa", true, true, true, 2047},
+    {"w,u,wm,um,wxu,uxu,wx,ux,wxa,uxa", true, false, false, 2047 - 1 - 8 - 16},
+    {"w,u,wm,um", false, true, false, 8 + 16},
+    {"w,u", false, false, true, 1},
+    {"w, u", true, false, false, 2},
+    {"W,u,q,", true, false, false, 4},
+    {"", true, true, false, 0},
+};
+
+TEST_F(DiscoveryTest, LettersBecomePermissions) {
+    server.makeVelmora();
+    for (const LetterCase &line : kLetterCases) {
+        SCOPED_TRACE(line.letters);
+        server.setOptionsHeader("X-KQ-Velmora-Enable", line.letters);
+        server.setOptionsHeader("X-KQ-Publicweb-Enable", line.publicWeb ? "0" : nullptr);
+        server.setOptionsHeader("X-KQ-Sendmail-Enable", line.sendMail ? "1" : nullptr);
+        server.setOptionsHeader("x-kq-readonly-enable", line.readonly ? "0" : nullptr);
+        open(server.url());
+        EXPECT_TRUE(session->IsDAVServer(QString(), forget()));
+        EXPECT_EQ(session->velmoraPermission, line.permission);
+        server.setOptionsHeader("x-kq-readonly-enable", nullptr);
+    }
+}
+
+TEST_F(DiscoveryTest, ReadsWhatTheVendorsServerTells) {
+    server.makeVelmora();
+    server.setOptionsHeader("X-KQ-Velmora-Version", nullptr);
+    server.setOptionsHeader("x-kq-velmora-version", "2.13.1");
+    server.setOptionsHeader("X-KQ-Primary", "%E6%9C%AC+1");
+    server.setOptionsHeader("X-KQ-User", "a%40b");
+    server.setOptionsHeader("X-KQ-CryptoFile-Enable", "yes");
+    server.setOptionsHeader("X-KQ-Host", "http://pub%2Elic/x//");
+    open(server.url("/dav"));
+    server.addFolder("/dav");
+    session->coninfo->username = "login";
+    ASSERT_TRUE(session->IsDAVServer(QString(), forget())) << code();
+    EXPECT_TRUE(session->isVelmora());
+    EXPECT_EQ(session->velmoraVersion, "2.13.1");
+    EXPECT_EQ(session->primary, QStringLiteral("\u672c 1"));
+    EXPECT_EQ(session->serverUser, "a@b");
+    EXPECT_EQ(session->cryptofileversion, 1);
+    EXPECT_EQ(session->publicHost, "http://pub.lic/x");
+    EXPECT_EQ(session->user, "login");
+    EXPECT_EQ(session->serverUrl, QUrl(QStringLiteral("http://127.0.0.1:%1").arg(server.port())));
+
+    server.setOptionsHeader("X-KQ-Host", "bare.host");
+    open(server.url());
+    ASSERT_TRUE(session->IsDAVServer(QString(), forget()));
+    EXPECT_EQ(session->publicHost, "http://bare.host");
+    EXPECT_EQ(session->user, QString::fromLocal8Bit(getpwuid(geteuid())->pw_name));
+
+    server.setOptionsHeader("X-KQ-Host", nullptr);
+    server.setOptionsHeader("X-KQ-CryptoFile-Enable", "2");
+    open(server.url());
+    ASSERT_TRUE(session->IsDAVServer(QString(), forget()));
+    EXPECT_EQ(session->publicHost, session->serverUrl.toString());
+    EXPECT_EQ(session->cryptofileversion, 2);
+}
+
+TEST_F(DiscoveryTest, AsksOnceUnlessForced) {
+    server.makeVelmora();
+    server.setOptionsHeader("X-KQ-Readonly-Enable", "1");
+    connect();
+    EXPECT_TRUE(session->isVelmora(QString(), forget()));
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget()));
+    EXPECT_EQ(server.countOf("OPTIONS"), 0);
+
+    server.setOptionsHeader("X-KQ-Readonly-Enable", nullptr);
+    EXPECT_TRUE(session->isVelmora(QString(), true, forget()));
+    EXPECT_EQ(server.countOf("OPTIONS"), 1);
+    EXPECT_EQ(session->velmoraPermission, 0);
+}
+
+TEST_F(DiscoveryTest, TheUserIsUnknownWhenAskingAndKnownAfterwards) {
+    server.makeVelmora();
+    server.setOptionsHeader("X-KQ-Primary", "");
+    open(server.url() + "home/${primary}/${user}");
+    session->coninfo->username = "jo";
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget())) << code();
+    EXPECT_EQ(server.lastRequest("OPTIONS").target, "/home//");
+    EXPECT_EQ(session->mountUrl.path(), "/home/jo");
+}
+
+TEST_F(DiscoveryTest, StatusesAndRetries) {
+    struct Case {
+        int status;
+        int code;
+        int requests;
+    };
+    for (const auto &[status, expected, requests] :
+         {Case{400, 18, 1}, Case{403, 7, 1}, Case{404, 13, 1}, Case{500, 11, 5}, Case{503, 12, 5},
+          Case{507, 13, 1}}) {
+        SCOPED_TRACE(status);
+        server.clearFaults();
+        server.clearRequests();
+        server.fault({.method = "OPTIONS", .times = Fault::kAlways, .status = status});
+        open(server.url());
+        EXPECT_FALSE(session->IsDAVServer(QString(), forget()));
+        EXPECT_EQ(code(), expected);
+        EXPECT_TRUE(output().contains(QString::number(status)));
+        EXPECT_EQ(server.countOf("OPTIONS"), requests);
+    }
+    server.clearFaults();
+    server.fault({.method = "OPTIONS", .times = 4, .close = true});
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget()));
+    EXPECT_EQ(code(), kNone);
+}
+
+TEST_F(DiscoveryTest, TheLoginFormComesBackUntilTheServerIsContent) {
+    server.requireLogin(TestServer::Digest, "jo", "right");
+    person.loginAnswers = {{"jo", "wrong"}, {"jo", "right"}};
+    open(server.url());
+    session->coninfo->username = "preset";
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget())) << code();
+    ASSERT_EQ(person.logins.size(), 2);
+    EXPECT_TRUE(person.logins[0].title.isEmpty());
+    EXPECT_EQ(person.logins[0].username, "preset");
+    EXPECT_EQ(person.logins[1].password, "wrong");
+    EXPECT_EQ(session->coninfo->authenticationScheme, "Digest");
+    EXPECT_EQ(session->user, "jo");
+
+    open(server.url());
+    EXPECT_FALSE(session->IsDAVServer(QString(), forget()));
+    EXPECT_EQ(code(), 22);
+    EXPECT_EQ(person.logins.size(), 3);
+}
+
+TEST_F(DiscoveryTest, AProxysLoginIsAskedForUnderItsOwnTitle) {
+    TestServer proxy(TestServer::HttpProxy);
+    proxy.requireLogin(TestServer::Basic, "px", "pw");
+    person.loginAnswers = {{"px", "pw"}};
+    open(server.url());
+    session->coninfo->isUseProxy = true;
+    session->coninfo->proxyHost = "127.0.0.1";
+    session->coninfo->proxyPort = proxy.port();
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget())) << code();
+    ASSERT_EQ(person.logins.size(), 1);
+    EXPECT_EQ(person.logins[0].title, localizedText("VDWebDAVConnect_0"));
+    EXPECT_TRUE(session->coninfo->isUseProxyAuthorization);
+    EXPECT_FALSE(session->coninfo->isUseAuthorization);
+}
+
+TEST_F(DiscoveryTest, AnUntrustedCertificateIsTheUsersToAccept) {
+    TestServer secure(TestServer::Https);
+    open(secure.url());
+    EXPECT_FALSE(session->IsDAVServer(QString(), forget()));
+    EXPECT_EQ(code(), 22);
+    EXPECT_EQ(secure.countOf("OPTIONS"), 0);
+    ASSERT_EQ(person.alerts.size(), 1);
+    EXPECT_EQ(person.alerts[0].buttons,
+              QStringList({localizedText("Common_Button_NO"), localizedText("Common_Button_YES")}));
+    EXPECT_TRUE(session->coninfo->validatesSecureCertificate);
+
+    person.onAlert = [](const Alert &) { return 1; };
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget())) << code();
+    EXPECT_EQ(person.alerts.size(), 2);
+    EXPECT_FALSE(session->coninfo->validatesSecureCertificate);
+    EXPECT_TRUE(session->headMethod(secure.url(), forget())) << code();
+    EXPECT_EQ(person.alerts.size(), 2);
+}
+
+}  // namespace

@@ -1,0 +1,135 @@
+#include <QUrl>
+
+#include "SessionFixture.h"
+#include "http/ASHttpConnection.h"
+#include "webdav/ASWDCmdPlain.h"
+
+namespace {
+
+class SessionCoreTest : public SessionFixture {
+  protected:
+    void fail(int times) {
+        server.fault({.method = "HEAD", .times = times, .close = true});
+        for (int count = 0; count < times; ++count)
+            EXPECT_FALSE(session->headMethod(server.url("/"), nullptr));
+    }
+};
+
+TEST_F(SessionCoreTest, FiveFailuresInARowAreRememberedForGood) {
+    useFreshConnections();
+    connect();
+    fail(4);
+    EXPECT_EQ(session->falseCount, 4);
+    EXPECT_TRUE(session->headMethod(server.url("/"), nullptr));
+    EXPECT_EQ(session->falseCount, 0);
+    fail(4);
+    EXPECT_FALSE(session->isDarby());
+    fail(1);
+    EXPECT_TRUE(session->isDarby());
+    EXPECT_TRUE(session->headMethod(server.url("/"), nullptr));
+    EXPECT_TRUE(session->isDarby());
+    EXPECT_EQ(session->falseCount, 0);
+}
+
+TEST_F(SessionCoreTest, AStatusIsNoFailureAndARefusedLoginIsOneWithoutAText) {
+    connect();
+    const auto missing =
+        std::make_shared<ASWDCmdHead>(QUrl(server.url("/absent")), session->coninfo);
+    EXPECT_TRUE(session->execute(*missing, forget()));
+    EXPECT_EQ(session->falseCount, 0);
+
+    server.requireLogin(TestServer::Basic, "user", "secret");
+    const auto refused = std::make_shared<ASWDCmdHead>(QUrl(server.url("/")), session->coninfo);
+    EXPECT_TRUE(session->execute(*refused, forget()));
+    EXPECT_EQ(code(), kNone);
+    EXPECT_EQ(refused->responseHeader().value("statusCode").toInt(), 401);
+    EXPECT_EQ(session->falseCount, 1);
+}
+
+TEST_F(SessionCoreTest, ACommandThatNeverStartsReadsAsStatusZero) {
+    open("ftp://127.0.0.1/");
+    EXPECT_FALSE(session->headMethod("ftp://127.0.0.1/", forget()));
+    EXPECT_EQ(session->falseCount, 1);
+    EXPECT_NE(code(), kNone);
+}
+
+TEST_F(SessionCoreTest, LogTextsNameTheFailureAndTheUrlButNoLogin) {
+    const auto oldInterval = std::chrono::seconds(5);
+    useFreshConnections();
+    connect();
+    const QString url = server.url("/a b");
+    QUrl withLogin(url);
+    withLogin.setUserInfo("user:secret");
+
+    server.fault({.method = "HEAD", .close = true});
+    EXPECT_FALSE(session->headMethod(withLogin.toString(QUrl::FullyEncoded), forget()));
+    EXPECT_EQ(code(), 0);
+    EXPECT_TRUE(output().startsWith("Request Stream Error : http://127.0.0.1:"))
+        << output().toStdString();
+    EXPECT_TRUE(output().contains("/a b\n"));
+    EXPECT_FALSE(output().contains("secret"));
+
+    ASHttpConnection::setInspectInterval(std::chrono::milliseconds(5));
+    server.fault({.method = "HEAD", .stall = true});
+    EXPECT_FALSE(session->headMethod(url, forget()));
+    ASHttpConnection::setInspectInterval(oldInterval);
+    EXPECT_EQ(code(), 0);
+    EXPECT_TRUE(output().startsWith("Connection Timeout : ")) << output().toStdString();
+}
+
+TEST_F(SessionCoreTest, ALoginInTheUrlGoesWhereLoginsAreKept) {
+    server.requireLogin(TestServer::Digest, "us er", "p@ss");
+    QUrl url(server.url("/"));
+    url.setUserName("us er");
+    url.setPassword("p@ss");
+    open(url.toString(QUrl::FullyEncoded));
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget())) << code();
+    EXPECT_EQ(session->mountUrl, QUrl(server.url("/")));
+    EXPECT_TRUE(person.logins.isEmpty());
+}
+
+struct UrlCase {
+    const char *typed;
+    const char *mounted;   // what the server is asked for afterwards, on either kind
+    const char *withUser;  // after replaceUserPath on another server
+    const char *velmora;   // the same on the vendor's server
+};
+
+// The user is "a+b c", and primary is empty.
+const UrlCase kUrls[] = {
+    {"http://h/dav", "http://h/dav", "http://h/dav", "http://h/dav"},
+    {"http://h/a b/%20c", "http://h/a%20b/%20c", "http://h/a%20b/%20c", "http://h/a%20b/%20c"},
+    {"http://h/100%/C#", "http://h/100%25/C%23", "http://h/100%25/C%23", "http://h/100%25/C%23"},
+    {"http://h/a%2Fb%23", "http://h/a%2Fb%23", "http://h/a%2Fb%23", "http://h/a/b%23"},
+    {"http://h/c++", "http://h/c++", "http://h/c++", "http://h/c%20%20"},
+    {"http://h/\u65e5\u672c", "http://h/%E6%97%A5%E6%9C%AC", "http://h/%E6%97%A5%E6%9C%AC",
+     "http://h/%E6%97%A5%E6%9C%AC"},
+    {"http://h/x/${primary}/y", "http://h/x//y", "http://h/x/y", "http://h/x/y"},
+    {"http://h/x//y", "http://h/x//y", "http://h/x/y", "http://h/x/y"},
+    {"http://h/x/${user}/y", "http://h/x//y", "http://h/x/a%2Bb%20c/y", "http://h/x/a+b%20c/y"},
+    {"http://[::1]:81/${user}", "http://[::1]:81/", "http://[::1]:81/a%2Bb%20c",
+     "http://[::1]:81/a%2Bb%20c"},
+};
+
+TEST_F(SessionCoreTest, UrlsKeepTheFolderThatThePersonMeant) {
+    for (const bool velmora : {false, true}) {
+        if (velmora)
+            connectToVelmora();
+        for (const UrlCase &line : kUrls) {
+            SCOPED_TRACE(line.typed);
+            if (!velmora)
+                open(QString::fromUtf8(line.typed));
+            session->user = "a+b c";
+            session->primary = QString();
+            const QString url = VDWebDAVConnect(session->coninfo, QString::fromUtf8(line.typed))
+                                    .mountUrl.toString(QUrl::FullyEncoded);
+            if (!velmora) {
+                EXPECT_EQ(session->excludeReplaceString(url).toStdString(), line.mounted);
+            }
+            EXPECT_EQ(session->replaceUserPath(url).toStdString(),
+                      velmora ? line.velmora : line.withUser);
+        }
+    }
+}
+
+}  // namespace
