@@ -90,8 +90,12 @@ QString RequestDialect::lockBody(const QString &owner, bool shared) const {
                     velmora ? owner : VDCommonUtils::htmlEscape(owner));
 }
 
-QList<int> RequestDialect::lockSuccess() const {
-    return velmora ? QList<int>{200} : QList<int>{200, 201};
+QList<int> RequestDialect::successOf(const QList<int> &statuses) const {
+    return velmora ? statuses : statuses + QList<int>{200, 201, 204};
+}
+
+bool RequestDialect::isLockGone(int unlockStatus) const {
+    return !velmora && (unlockStatus == 400 || unlockStatus == 409);
 }
 
 void RequestDialect::describeXmlBody(QMap<QString, QString> &headers) const {

@@ -33,9 +33,12 @@ class RequestDialect {
 
     // The body of a request for a new lock.
     QString lockBody(const QString &owner, bool shared) const;
-    // The statuses by which a lock is given. A standard server makes the item that is missing and
-    // says 201.
-    QList<int> lockSuccess() const;
+    // The statuses by which a change is done, from those of the vendor's server. Standard servers
+    // choose freely: a MOVE is also answered with 200, a PROPPATCH with 204, the LOCK of a missing
+    // item, which makes it, with 201.
+    QList<int> successOf(const QList<int> &statuses) const;
+    // Whether the answer to an UNLOCK means that there is no such lock any more.
+    bool isLockGone(int unlockStatus) const;
     // The fields that a request with an XML body needs besides its own.
     void describeXmlBody(QMap<QString, QString> &headers) const;
 

@@ -26,6 +26,7 @@ class ASWDCmdPut;
 class ASXMLDomParser;
 class DownloadThread;
 class UploadThread;
+enum class Outcome;
 struct LockDiscovery;
 struct ServerCollectionContainer;
 struct StatusTable;
@@ -240,6 +241,8 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
                                                                         ErrorOut error);
     QByteArray postMethodInternal(const QString &url, const QVariantMap &paramsData,
                                   ErrorOut error);
+    // Runs a command that changes something, by a table of the vendor's server's statuses.
+    Outcome change(ASWDCmd &command, const StatusTable &table, ErrorOut error);
     CommandPtr putPropertiesInternal(const QString &path, const HeaderFields &props,
                                      const QString &nameSpace, const HeaderFields &headers,
                                      bool sendAsCDATA, const std::shared_ptr<LockDiscovery> &lock,

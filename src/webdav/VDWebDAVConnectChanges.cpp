@@ -117,6 +117,11 @@ QString propertyUpdate(const HeaderFields &props, const QString &nameSpace, bool
 
 }  // namespace
 
+Outcome VDWebDAVConnect::change(ASWDCmd &command, const StatusTable &table, ErrorOut error) {
+    return runCommand(*this, command,
+                      {dialect().successOf(table.success), table.rows, table.otherwise}, error);
+}
+
 bool VDWebDAVConnect::fileMoveFrom(const QString &from, const QString &to, ErrorOut error) {
     return fileMoveFrom(from, to, true, error);
 }
@@ -144,7 +149,7 @@ bool VDWebDAVConnect::fileMoveFrom(const QString &from, const QString &to, bool 
     const QList<HeldLock> held = heldLocks(locks, command->remoteURL);
     if (!held.isEmpty())
         command->requestHeader[QStringLiteral("If")] = dialect().ifOfMove(held);
-    if (runCommand(*this, *command, kMoveTable, error) != Outcome::kSuccess)
+    if (change(*command, kMoveTable, error) != Outcome::kSuccess)
         return false;
     serverNames.forget(from);
     return true;
@@ -168,12 +173,12 @@ bool VDWebDAVConnect::fileCopyFrom(const QString &from, const QString &to, bool 
     if (hasToken(lock))
         command->requestHeader[QStringLiteral("If")] =
             dialect().ifOfCopy(command->remoteURL, lock->locktoken);
-    return runCommand(*this, *command, kCopyTable, error) == Outcome::kSuccess;
+    return change(*command, kCopyTable, error) == Outcome::kSuccess;
 }
 
 bool VDWebDAVConnect::fileDelete(const QString &path, ErrorOut error) {
     const auto command = std::make_shared<ASWDCmdDelete>(itemUrl(path), coninfo);
-    if (runCommand(*this, *command, kDeleteTable, error) != Outcome::kSuccess)
+    if (change(*command, kDeleteTable, error) != Outcome::kSuccess)
         return false;
     serverNames.forget(path);
     return true;
@@ -181,7 +186,7 @@ bool VDWebDAVConnect::fileDelete(const QString &path, ErrorOut error) {
 
 bool VDWebDAVConnect::fileMakeDirectory(const QString &path, ErrorOut error) {
     const auto command = std::make_shared<ASWDCmdMkCol>(itemUrl(path), coninfo);
-    return runCommand(*this, *command, kMakeDirectoryTable, error) == Outcome::kSuccess;
+    return change(*command, kMakeDirectoryTable, error) == Outcome::kSuccess;
 }
 
 CommandPtr VDWebDAVConnect::putProperty(const QString &path, const QString &propName,
@@ -238,7 +243,7 @@ CommandPtr VDWebDAVConnect::putPropertiesInternal(const QString &path, const Hea
     if (hasToken(lock))
         command->requestHeader[QStringLiteral("If")] =
             dialect().ifOfPropPatch(command->remoteURL, lock->locktoken);
-    if (runCommand(*this, *command, kPropPatchTable, error) == Outcome::kRefused)
+    if (change(*command, kPropPatchTable, error) == Outcome::kRefused)
         return nullptr;
     return command;
 }

@@ -118,9 +118,8 @@ bool VDWebDAVConnect::fileLock(const QString &path, int timeout, bool shared, qi
         command->requestBody = dialect().lockBody(user, shared);
         dialect().describeXmlBody(command->requestHeader);
     }
-    const StatusTable table{dialect().lockSuccess(), kLockTable.rows, kLockTable.otherwise};
     std::optional<Error> failure;
-    switch (runCommand(*this, *command, table, &failure)) {
+    switch (change(*command, kLockTable, &failure)) {
         case Outcome::kSuccess:
             break;
         case Outcome::kRefused:
@@ -221,7 +220,9 @@ bool VDWebDAVConnect::fileUnlock(const QString &path, const Lock &lockDiscovery,
     const auto command = std::make_shared<ASWDCmdUnlock>(itemOrFullUrl(path), coninfo);
     command->lockToken = inBrackets(lock->locktoken);
     command->requestHeader[QStringLiteral("Lock-Token")] = command->lockToken;
-    const Outcome outcome = runCommand(*this, *command, kUnlockTable, error);
+    const Outcome outcome = change(*command, kUnlockTable, error);
+    if (outcome == Outcome::kRefused && dialect().isLockGone(answerStatus(*command)))
+        setError(error, {kConnectErrorDomain, kNotFound, {}});
     if (outcome == Outcome::kSuccess) {
         const std::lock_guard guard(ownTokensMutex);
         ownTokens.remove(lock->locktoken);

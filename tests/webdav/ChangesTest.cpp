@@ -139,6 +139,32 @@ TEST_F(ChangesTest, StatusesBecomeCodes) {
         "507:13O");
 }
 
+TEST_F(ChangesTest, OtherServersChooseTheirStatusOfSuccess) {
+    connect();
+    expectCodes(
+        "MOVE", [](auto &s, ErrorOut e) { return s.fileMoveFrom("/a", "/b", e); },
+        "200:- 201:- 204:- 207:3 412:13O");
+    expectCodes(
+        "DELETE", [](auto &s, ErrorOut e) { return s.fileDelete("/a", e); }, "200:- 204:- 207:3");
+    expectCodes(
+        "MKCOL", [](auto &s, ErrorOut e) { return s.fileMakeDirectory("/a", e); },
+        "201:- 204:- 207:13O");
+    expectCodes(
+        "PROPPATCH",
+        [](auto &s, ErrorOut e) { return s.putProperty("/a", "p", "v", "urn:z", e) != nullptr; },
+        "200:- 204:- 207:- 202:13O");
+}
+
+// Some servers send the client from a folder's name without a "/" to the one with it.
+TEST_F(ChangesTest, AFolderIsMovedWhereItsNameLeads) {
+    connect();
+    server.addFile("/d/x", "x");
+    server.fault({.method = "MOVE", .status = 308, .redirect = "/d/"});
+    EXPECT_TRUE(session->fileMoveFrom("/d", "/e", &error)) << code().toStdString();
+    EXPECT_EQ(server.content("/e/x"), "x");
+    EXPECT_EQ(wire(server.lastRequest()), "MOVE /d/\nDestination: $S/e\nOverwrite: T\n");
+}
+
 TEST_F(ChangesTest, AMoveRefusedForItsExtensionCarriesTheAnswersHeader) {
     connect("4.0");
     server.addFile("/a.txt", "x");

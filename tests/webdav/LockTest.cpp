@@ -125,6 +125,16 @@ TEST_F(LockTest, AnExpiredLockIsTakenAnew) {
     EXPECT_NE(lock->locktoken, old->locktoken);
 }
 
+// Servers answer the release of a lock that ran out with 400 or 409.
+TEST_F(LockTest, ReleasingALostLockSaysThatItIsGone) {
+    connect();
+    server.addFile("/a", "x");
+    const LockPtr lock = lockFile("/a");
+    server.dropLock("/a");
+    EXPECT_TRUE(session->fileUnlock("/a", lock, &error));
+    EXPECT_EQ(code(), "6");
+}
+
 TEST_F(LockTest, SomeoneElsesLockStaysTheirs) {
     for (const char *version : {"", "4.0"}) {
         connect(version);
