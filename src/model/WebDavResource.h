@@ -77,6 +77,7 @@ struct WebDavResource {
 
     // The item's URL, percent-encoded; "" without a relativePath.
     QString fullPath() const;
+    // The last component of that, percent-encoded too.
     QString fileName() const;
     // Always null; publicHostFromServer is the one to use.
     QString publicHost() const;
