@@ -131,8 +131,8 @@ QByteArray VDWebDAVConnect::postMethod(const QString &url, const QVariantMap &pa
 QByteArray VDWebDAVConnect::postMethodInternal(const QString &url, const QVariantMap &paramsData,
                                                ErrorOut error) {
     Q_ASSERT(!paramsData.isEmpty());
-    // The values aren't sent: each was looked up under a key that is never there, and the server
-    // knows no other form. The first caller must look them up by their own keys.
+    // The values aren't sent, and nobody calls this yet. The first caller must have them looked up
+    // by their keys here, and escaped.
     QStringList parameters;
     for (const QString &key : paramsData.keys())
         parameters += key + QStringLiteral("=(null)");

@@ -24,7 +24,7 @@ TEST(ServerNamesTest, RemembersWhatAComposedNameWouldMiss) {
     EXPECT_EQ(names.spelled("/" + kCafe), "/" + kCafe);
 }
 
-TEST(ServerNamesTest, SingletonsAndOldHangulCountToo) {
+TEST(ServerNamesTest, SingletonsAndMixedFormsCountToo) {
     const QString ohm = QString(QChar(0x2126));  // composed form: U+03A9, in no other form itself
     const QString mixed = QStringLiteral("e\u0301\u00e9");
     ServerNames names;
