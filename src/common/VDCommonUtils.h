@@ -110,13 +110,16 @@ QString getMD5FromLocalFile(const QString &path);
 QByteArray encryptoPassword(const QString &password);
 QString decryptoPassword(const QByteArray &data);
 
-// The main thread. Both block the caller until the main thread has served it, so the main thread
-// must never wait for such a caller. On the main thread itself they run at once.
+// The main thread. The first two block the caller until the main thread has served it, so the main
+// thread must never wait for such a caller. On the main thread itself they run at once.
 
 // The index of the chosen button; 0 once the main thread has ended.
 int showAlert(const Alert &alert);
 // Runs the function there and returns whether it ran; it doesn't once the main thread has ended.
 bool runOnMainThread(const std::function<void()> &function);
+// Leaves the function to the main thread without waiting for it; dropped once that has ended. On
+// the main thread it runs at once.
+void postToMainThread(std::function<void()> function);
 
 // Runs the function on the main thread and returns its result, or a default one where there is no
 // main thread any more.

@@ -2,6 +2,7 @@
 #include <QThread>
 
 #include "common/VDCommonUtils.h"
+#include "platform/net/Inbox.h"
 
 namespace VDCommonUtils {
 
@@ -28,6 +29,22 @@ bool runOnMainThread(const std::function<void()> &function) {
         },
         Qt::BlockingQueuedConnection);
     return ran;
+}
+
+void postToMainThread(std::function<void()> function) {
+    QCoreApplication *const application = QCoreApplication::instance();
+    if (!application)
+        return;
+    if (QThread::currentThread() == application->thread()) {
+        function();
+        return;
+    }
+    static Inbox *const inbox = [application] {
+        auto *const made = new Inbox;  // for the life of the process: threads may outlive main
+        made->moveToThread(application->thread());
+        return made;
+    }();
+    inbox->put(std::move(function));
 }
 
 }  // namespace VDCommonUtils

@@ -1,9 +1,7 @@
 #include "transfer/VDProgressbar.h"
 
 #include <chrono>
-#include <functional>
 
-#include <QCoreApplication>
 #include <QTimer>
 
 #include "common/Text.h"
@@ -17,13 +15,6 @@ using namespace std::chrono_literals;
 
 constexpr auto kShowDelay = 3s;
 constexpr auto kTimerInterval = 1s;
-
-// At once on the main thread; from another one without waiting for it, so that a transfer never
-// hangs on a window.
-void onMainThread(const std::function<void()> &work) {
-    if (QCoreApplication *application = QCoreApplication::instance())
-        QMetaObject::invokeMethod(application, work, Qt::AutoConnection);
-}
 
 // A file that is uploaded under a temporary name shows by its own.
 QString shownName(const QString &path) {
@@ -93,22 +84,24 @@ VDProgressbar::~VDProgressbar() {
 }
 
 void VDProgressbar::openWindowWithPath(const QString &path) {
-    onMainThread([display = display, name = shownName(path)] { display->open(name); });
+    VDCommonUtils::postToMainThread(
+        [display = display, name = shownName(path)] { display->open(name); });
 }
 
 void VDProgressbar::setWindowVisible() {
-    onMainThread([display = display] {
+    VDCommonUtils::postToMainThread([display = display] {
         if (display->prgressWin)
             display->prgressWin->show();
     });
 }
 
 void VDProgressbar::setCmd(const std::shared_ptr<ASWDCmdPut> &cmd) {
-    onMainThread([display = display, cmd = std::weak_ptr(cmd)] { display->cmd = cmd; });
+    VDCommonUtils::postToMainThread(
+        [display = display, cmd = std::weak_ptr(cmd)] { display->cmd = cmd; });
 }
 
 void VDProgressbar::setTimer() {
-    onMainThread([display = display] {
+    VDCommonUtils::postToMainThread([display = display] {
         display->progressTimer = std::make_unique<QTimer>();
         QObject::connect(display->progressTimer.get(), &QTimer::timeout,
                          [display = display.get()] { display->updateFromCommand(); });
@@ -117,17 +110,17 @@ void VDProgressbar::setTimer() {
 }
 
 void VDProgressbar::stopTimar() {
-    onMainThread([display = display] { display->progressTimer.reset(); });
+    VDCommonUtils::postToMainThread([display = display] { display->progressTimer.reset(); });
 }
 
 void VDProgressbar::nextStatus(quint64 bytes) {
-    onMainThread([display = display, bytes] { display->update(bytes); });
+    VDCommonUtils::postToMainThread([display = display, bytes] { display->update(bytes); });
 }
 
 void VDProgressbar::nextStatus() {
-    onMainThread([display = display] { display->updateFromCommand(); });
+    VDCommonUtils::postToMainThread([display = display] { display->updateFromCommand(); });
 }
 
 void VDProgressbar::finishProgress() {
-    onMainThread([display = display] { display->finish(); });
+    VDCommonUtils::postToMainThread([display = display] { display->finish(); });
 }

@@ -1,53 +1,13 @@
 #include "platform/net/RunLoop.h"
 
-#include <deque>
 #include <thread>
 #include <utility>
 
 #include <QCoreApplication>
-#include <QEvent>
 #include <QEventLoop>
-#include <QObject>
 
 #include "platform/net/CurlMulti.h"
-
-namespace {
-
-// Runs posted functions on the thread it was made on.
-class Inbox : public QObject {
-  public:
-    void put(std::function<void()> function) {
-        {
-            const std::lock_guard guard(mutex);
-            functions.push_back(std::move(function));
-        }
-        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
-    }
-
-    bool event(QEvent *event) override {
-        if (event->type() != QEvent::User)
-            return QObject::event(event);
-        // One function an event, so that a nested run inside of one serves the rest.
-        if (const std::function<void()> function = take())
-            function();
-        return true;
-    }
-
-  private:
-    std::function<void()> take() {
-        const std::lock_guard guard(mutex);
-        if (functions.empty())
-            return {};
-        std::function<void()> first = std::move(functions.front());
-        functions.pop_front();
-        return first;
-    }
-
-    std::mutex mutex;  // guards functions
-    std::deque<std::function<void()>> functions;
-};
-
-}  // namespace
+#include "platform/net/Inbox.h"
 
 struct RunLoop::Inside {
     QEventLoop events;  // first: it gives the thread its dispatcher

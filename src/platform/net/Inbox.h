@@ -1,0 +1,45 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <utility>
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QObject>
+
+// Runs functions on the thread it lives on, in the order they were put there. Any thread may put
+// some.
+class Inbox : public QObject {
+  public:
+    void put(std::function<void()> function) {
+        {
+            const std::lock_guard guard(mutex);
+            functions.push_back(std::move(function));
+        }
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
+
+    bool event(QEvent *event) override {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        // One function an event, so that a nested run inside of one serves the rest.
+        if (const std::function<void()> function = take())
+            function();
+        return true;
+    }
+
+  private:
+    std::function<void()> take() {
+        const std::lock_guard guard(mutex);
+        if (functions.empty())
+            return {};
+        std::function<void()> first = std::move(functions.front());
+        functions.pop_front();
+        return first;
+    }
+
+    std::mutex mutex;  // guards functions
+    std::deque<std::function<void()>> functions;
+};
