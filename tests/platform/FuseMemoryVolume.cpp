@@ -47,7 +47,7 @@ void FuseMemoryVolume::setFigures(const AttributeMap &newFigures) {
 
 QStringList FuseMemoryVolume::calls() const {
     const std::lock_guard guard(mutex);
-    return recorded;
+    return QStringList(recorded.begin(), recorded.end());
 }
 
 qsizetype FuseMemoryVolume::callCount(const QString &call) const {
@@ -62,7 +62,9 @@ void FuseMemoryVolume::forgetCalls() {
 std::optional<QByteArray> FuseMemoryVolume::content(const QString &path) const {
     const std::lock_guard guard(mutex);
     const auto found = items.find(path);
-    return found == items.end() ? std::nullopt : std::optional(found->second.content);
+    if (found == items.end())
+        return std::nullopt;
+    return QByteArray(found->second.content.constData(), found->second.content.size());
 }
 
 AttributeMap FuseMemoryVolume::setAttributesOf(const QString &path) const {
@@ -73,7 +75,7 @@ AttributeMap FuseMemoryVolume::setAttributesOf(const QString &path) const {
 
 void FuseMemoryVolume::record(const QString &operation, const QString &path) {
     const std::lock_guard guard(mutex);
-    recorded.append(path.isEmpty() ? operation : operation + u' ' + path);
+    recorded.push_back(path.isEmpty() ? operation : operation + u' ' + path);
 }
 
 bool FuseMemoryVolume::fails(const QString &path, ErrorOut error) const {
@@ -288,6 +290,6 @@ bool FuseWritableVolume::setAttributes(const AttributeMap &attributes, const QSt
         found->modified = attributes[NSFileModificationDate].toDateTime();
     const auto handle = std::static_pointer_cast<Handle>(userData);
     if (attributes.contains(NSFileSize) && handle && handle->changed)
-        found->local->resize(attributes[NSFileSize].toLongLong());
+        found->local->resize(attributes[NSFileSize].toLongLong(), '\0');
     return true;
 }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <map>
 #include <mutex>
+#include <vector>
 
 #include <QDateTime>
 
@@ -81,7 +82,8 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
     QMap<QString, QStringList> oddNames;
     QMap<QString, std::optional<Error>> failures;
     AttributeMap figures;
-    QStringList recorded;
+    // Not a QStringList: a copy of one shares its memory with the tests' thread.
+    std::vector<QString> recorded;
 };
 
 // The same, writable. As with a server, what a handle writes is kept aside until its release, and a

@@ -202,8 +202,9 @@ TEST_P(GMUserFileSystemAsOrdinaryUser, passes) {
 
 INSTANTIATE_TEST_SUITE_P(
     Devices, GMUserFileSystemAsOrdinaryUser,
-    testing::Values(
-        std::pair("666",
-                  "GMUserFileSystemMount.*:GMUserFileSystemUnmount*:*/GMUserFileSystemUnmountWays*:"
-                  "GMUserFileSystemRead.runs*"),
-        std::pair("600", "GMUserFileSystemMount.refusesWithoutTheRight*")));
+    testing::Values(std::pair("666",
+                              "GMUserFileSystemMount.*:GMUserFileSystemRead.runs*:"
+                              "GMUserFileSystemUnmount.plain*:"
+                              "GMUserFileSystemUnmount.forced*:"
+                              "GMUserFileSystemUnmount.leaves*:*Ways*/outsideLazily"),
+                    std::pair("600", "GMUserFileSystemMount.refusesWithoutTheRight*")));

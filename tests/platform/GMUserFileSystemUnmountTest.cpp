@@ -51,6 +51,19 @@ class GMUserFileSystemUnmount : public FuseMountFixture<FuseWritableVolume> {
     }
 };
 
+class AskingVolume : public FuseMemoryVolume {
+  public:
+    std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path,
+                                                         const HandlePtr &userData,
+                                                         ErrorOut error) override {
+        if (path == u"/file")
+            inAttributes();
+        return FuseMemoryVolume::attributesOfItemAtPath(path, userData, error);
+    }
+
+    std::function<void()> inAttributes;
+};
+
 class GMUserFileSystemUnmountWays : public GMUserFileSystemUnmount,
                                     public testing::WithParamInterface<const char *> {
   protected:
@@ -144,15 +157,40 @@ TEST_F(GMUserFileSystemUnmount, leavesALaterMountOfTheSameFolderAlone) {
 }
 
 TEST_F(GMUserFileSystemUnmount, doesNotWaitForAnOperationUnderWay) {
-    volume->addFile(QStringLiteral("/file"), "bytes");
-    mount();
-    volume->releaseTime = 2s;
-    ::close(openFile(QStringLiteral("/file"), O_RDONLY));
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_TRUE(host->unmount());
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
-    EXPECT_EQ(awaitEvent(1), Notification::kGMUserFileSystemDidUnmount);
-    EXPECT_EQ(volume->callCount(QStringLiteral("release /file")), 1);
+    size_t event = 0;
+    for (const auto mode :
+         {GMUserFileSystem::UnmountMode::kForce, GMUserFileSystem::UnmountMode::kPlain}) {
+        volume->addFile(QStringLiteral("/file"), "bytes");
+        volume->forgetCalls();
+        start();
+        ASSERT_EQ(awaitEvent(event++), Notification::kGMUserFileSystemDidMount);
+        volume->releaseTime = 1s;
+        ::close(openFile(QStringLiteral("/file"), O_RDONLY));
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_TRUE(await([&] { return host->unmount(mode); }));
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
+        EXPECT_EQ(awaitEvent(event++), Notification::kGMUserFileSystemDidUnmount);
+        EXPECT_EQ(volume->callCount(QStringLiteral("release /file")), 1);
+    }
+}
+
+// As an operation may run its thread's event loop, and a timer of that loop ask for the end. The
+// request itself keeps the volume in use.
+TEST_F(GMUserFileSystemUnmount, mayBeAskedForInsideAnOperation) {
+    auto asking = std::make_shared<AskingVolume>();
+    GMUserFileSystem asked(asking, false);
+    std::atomic<int> plain = -1;
+    std::atomic<int> forced = -1;
+    asking->inAttributes = [&] {
+        plain = asked.unmount(GMUserFileSystem::UnmountMode::kPlain);
+        forced = asked.unmount(GMUserFileSystem::UnmountMode::kForce);
+    };
+    asked.mountAtPath(root, {}, true, true);
+    ASSERT_TRUE(await([&] { return asked.isMounted(); }));
+    statusError(QStringLiteral("/file"));
+    EXPECT_TRUE(await([&] { return !asked.isMounted(); }));
+    EXPECT_EQ(plain, 0);
+    EXPECT_EQ(forced, 1);
 }
 
 TEST_F(GMUserFileSystemUnmount, anObserverMayDropTheHost) {

@@ -30,6 +30,8 @@ class GMUserFileSystem {
     static void unsubscribe(int subscription);
 
     GMUserFileSystem(std::shared_ptr<GMUserFileSystemDelegate> delegate, bool isThreadSafe);
+    // Unmounts by force and waits for the end, which may take as long as the uploads of open files.
+    // On the host's own thread it doesn't wait.
     ~GMUserFileSystem();
     GMUserFileSystem(const GMUserFileSystem &) = delete;
     GMUserFileSystem &operator=(const GMUserFileSystem &) = delete;

@@ -23,6 +23,8 @@ class GMUserFileSystemDelegate {
     virtual ~GMUserFileSystemDelegate() = default;
 
     virtual void willMount() {}
+    // Told once, when the end of the volume is certain, whoever unmounted it. Releases of handles
+    // that are still open follow.
     virtual void willUnmount() {}
 
     // The names in a folder, or nothing on failure.
