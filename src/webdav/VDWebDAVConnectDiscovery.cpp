@@ -10,6 +10,7 @@
 #include "common/Text.h"
 #include "common/UrlText.h"
 #include "common/VDCommonUtils.h"
+#include "platform/ui/VDLoginForm.h"
 #include "webdav/ASWDCmdPlain.h"
 #include "webdav/StatusTable.h"
 #include "webdav/VDWebDAVConnect.h"
@@ -139,15 +140,13 @@ bool VDWebDAVConnect::acceptsCertificate() const {
 }
 
 bool VDWebDAVConnect::askLogin(bool isProxy) const {
-    LoginQuestion question;
-    if (isProxy)
-        question.title = localizedText("VDWebDAVConnect_0");
-    question.username = isProxy ? coninfo->proxyUsername : coninfo->username;
-    question.password = isProxy ? coninfo->proxyPassword : coninfo->password;
-    const bool accepted = VDCommonUtils::execMainThread(
-        [&question] { return UserInterface::current().runLogin(question); });
+    VDLoginForm form(isProxy ? localizedText("VDWebDAVConnect_0") : QString());
+    form.setUsername(isProxy ? coninfo->proxyUsername : coninfo->username);
+    form.setPassword(isProxy ? coninfo->proxyPassword : coninfo->password);
+    const bool accepted = form.showForm();
+    form.windowClose();
     if (accepted)
-        coninfo->changeLogin(isProxy, question.username, question.password);
+        coninfo->changeLogin(isProxy, form.username(), form.password());
     return accepted;
 }
 
