@@ -1,5 +1,7 @@
 #include "http/ASHttpConnectInfo.h"
 
+#include <utility>
+
 #include <QStringList>
 
 std::optional<HttpCredentials> ASHttpConnectInfo::login(bool isProxy) const {
@@ -14,18 +16,17 @@ std::optional<HttpCredentials> ASHttpConnectInfo::login(bool isProxy) const {
                : std::nullopt;
 }
 
-void ASHttpConnectInfo::changeLogin(bool isProxy, const QString &newUsername,
-                                    const QString &newPassword) {
+void ASHttpConnectInfo::changeLogin(bool isProxy, QString newUsername, QString newPassword) {
     const std::lock_guard guard(loginMutex);
     (isProxy ? isUseProxyAuthorization : isUseAuthorization) = true;
-    (isProxy ? proxyUsername : username) = newUsername;
-    (isProxy ? proxyPassword : password) = newPassword;
+    (isProxy ? proxyUsername : username) = std::move(newUsername);
+    (isProxy ? proxyPassword : password) = std::move(newPassword);
     (isProxy ? proxyAuthenticationScheme : authenticationScheme) = QString();
 }
 
-void ASHttpConnectInfo::rememberScheme(bool isProxy, const QString &scheme) {
+void ASHttpConnectInfo::rememberScheme(bool isProxy, QString scheme) {
     const std::lock_guard guard(loginMutex);
-    (isProxy ? proxyAuthenticationScheme : authenticationScheme) = scheme;
+    (isProxy ? proxyAuthenticationScheme : authenticationScheme) = std::move(scheme);
 }
 
 QString ASHttpConnectInfo::cookieValue() const {

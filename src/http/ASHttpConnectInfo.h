@@ -54,8 +54,8 @@ class ASHttpConnectInfo {
     // where no challenge has told it yet.
     std::optional<HttpCredentials> login(bool isProxy) const;
     // For changes while requests may be under way on other threads.
-    void changeLogin(bool isProxy, const QString &username, const QString &password);
-    void rememberScheme(bool isProxy, const QString &scheme);
+    void changeLogin(bool isProxy, QString username, QString password);
+    void rememberScheme(bool isProxy, QString scheme);
 
     // The text of a "Cookie" field, null without cookies. Every cookie goes with every request.
     QString cookieValue() const;

@@ -60,6 +60,7 @@ bool HttpReadStream::open(HttpReadStreamClient &newClient) {
     client = &newClient;
     if (start())
         return true;
+    text = QStringLiteral("the request could not be started");
     client = nullptr;
     return false;
 }
@@ -173,12 +174,13 @@ size_t HttpReadStream::onHeader(const char *bytes, size_t, size_t length, HttpRe
             QStringLiteral("the answer's head is longer than %1 bytes").arg(kMostHeadBytes);
         return 0;
     }
-    const bool goOn =
-        self->client && self->takeHeaderLine(QByteArray(bytes, static_cast<qsizetype>(length)));
-    return goOn ? length : 0;
+    if (!self->client)
+        return 0;
+    self->takeHeaderLine(QByteArray(bytes, static_cast<qsizetype>(length)));
+    return length;
 }
 
-bool HttpReadStream::takeHeaderLine(const QByteArray &line) {
+void HttpReadStream::takeHeaderLine(const QByteArray &line) {
     const bool isFolded = line.startsWith(' ') || line.startsWith('\t');
     const QByteArray content = line.trimmed();
     if (content.startsWith("HTTP/")) {
@@ -196,7 +198,6 @@ bool HttpReadStream::takeHeaderLine(const QByteArray &line) {
         answer.addField(decoded(content.left(colon).trimmed()),
                         decoded(content.mid(colon + 1).trimmed()));
     }
-    return true;
 }
 
 size_t HttpReadStream::onBody(const char *bytes, size_t, size_t length, HttpReadStream *self) {

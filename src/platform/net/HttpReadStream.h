@@ -95,7 +95,6 @@ class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
     // Where a redirect leads; an empty URL where the answer is none that is followed.
     QUrl redirectTarget() const;
     void follow(const QUrl &target);
-    bool isLoginRefused(int curlResult) const;
 
     // The settings of the curl handle, which comes without any.
     void applyGround();
@@ -114,7 +113,7 @@ class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
     static size_t onReadBody(char *into, size_t, size_t room, HttpReadStream *self);
     static int onSeekBody(HttpReadStream *self, qint64 offset, int origin);
     static int onProgress(HttpReadStream *self, qint64, qint64, qint64, qint64 sent);
-    bool takeHeaderLine(const QByteArray &line);
+    void takeHeaderLine(const QByteArray &line);
     size_t dropBody(size_t length);
     qint64 readBody(char *into, qint64 room);
 

@@ -162,6 +162,8 @@ void HttpReadStream::applyProxyFields() {
 }
 
 void HttpReadStream::applySecurity() {
+    if (message.url.scheme() != QLatin1String("https"))
+        return;
     const bool validates = settings.validatesSecureCertificate;
     curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, validates ? 1L : 0L);
     curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, validates ? 2L : 0L);

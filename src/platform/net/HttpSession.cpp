@@ -1,11 +1,13 @@
 #include "platform/net/HttpSession.h"
 
-void HttpSession::learn(bool isProxy, const HttpChallenge &challenge) {
+#include <utility>
+
+void HttpSession::learn(bool isProxy, HttpChallenge challenge) {
     const std::lock_guard guard(mutex);
     Known &known = isProxy ? proxy : server;
     if (known.challenge.nonce != challenge.nonce)
         known.uses = 0;
-    known.challenge = challenge;
+    known.challenge = std::move(challenge);
 }
 
 QByteArray HttpSession::authorization(bool isProxy, const HttpCredentials &credentials,

@@ -9,7 +9,7 @@
 // costs no question each time.
 class HttpSession {
   public:
-    void learn(bool isProxy, const HttpChallenge &challenge);
+    void learn(bool isProxy, HttpChallenge challenge);
     // The value of Authorization or Proxy-Authorization. Null for a Digest login before a
     // challenge; the server will then send one.
     QByteArray authorization(bool isProxy, const HttpCredentials &credentials,
