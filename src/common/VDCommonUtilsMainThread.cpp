@@ -1,3 +1,7 @@
+#include <future>
+#include <memory>
+#include <mutex>
+
 #include <QCoreApplication>
 #include <QThread>
 
@@ -6,45 +10,51 @@
 
 namespace VDCommonUtils {
 
+namespace {
+
+std::mutex inboxMutex;  // guards inbox
+// What waits for the main thread, made by it before main(). Null once the application has ended.
+std::unique_ptr<Inbox> inbox = std::make_unique<Inbox>();
+
+// Drops the calls that the main thread never got to, which ends the waits for them.
+void closeInbox() {
+    std::unique_ptr<Inbox> dropped;
+    const std::lock_guard guard(inboxMutex);
+    dropped.swap(inbox);
+}
+
+[[maybe_unused]] const bool closesWithApplication = (qAddPostRoutine(closeInbox), true);
+
+void post(std::function<void()> function) {
+    const std::lock_guard guard(inboxMutex);
+    if (inbox)
+        inbox->put(std::move(function));
+}
+
+}  // namespace
+
 int showAlert(const Alert &alert) {
     return execMainThread([&] { return UserInterface::current().runAlert(alert); });
 }
 
 bool runOnMainThread(const std::function<void()> &function) {
-    QCoreApplication *const application = QCoreApplication::instance();
+    const QCoreApplication *const application = QCoreApplication::instance();
     if (!application)
         return false;
     if (QThread::currentThread() == application->thread()) {
         function();
         return true;
     }
-    // A call that the main thread never got to is dropped with its event queue, which ends the wait
-    // as well.
+    auto done = std::make_shared<std::promise<void>>();
+    const std::future<void> served = done->get_future();
     bool ran = false;
-    QMetaObject::invokeMethod(
-        application,
-        [&] {
-            function();
-            ran = true;
-        },
-        Qt::BlockingQueuedConnection);
-    return ran;
-}
-
-void postToMainThread(std::function<void()> function) {
-    QCoreApplication *const application = QCoreApplication::instance();
-    if (!application)
-        return;
-    if (QThread::currentThread() == application->thread()) {
+    post([&function, &ran, done = std::move(done)] {
         function();
-        return;
-    }
-    static Inbox *const inbox = [application] {
-        auto *const made = new Inbox;  // for the life of the process: threads may outlive main
-        made->moveToThread(application->thread());
-        return made;
-    }();
-    inbox->put(std::move(function));
+        ran = true;
+        done->set_value();
+    });
+    served.wait();
+    return ran;
 }
 
 }  // namespace VDCommonUtils

@@ -51,6 +51,16 @@ TEST(MainThread, ACallFromItselfRunsAtOnce) {
     EXPECT_EQ(calls, 5);
 }
 
+TEST(MainThread, AnAlertInAnAlertAndASecondWorkerAreServed) {
+    int inner = 0;
+    runBesideMainThread([&] {
+        VDCommonUtils::execMainThread([&] {
+            runBesideMainThread([&] { inner = VDCommonUtils::execMainThread([] { return 7; }); });
+        });
+    });
+    EXPECT_EQ(inner, 7);
+}
+
 struct Logger {
     void write(const std::optional<Error> &error) { VDCommonUtils::outputLog(error); }
 };
