@@ -57,4 +57,12 @@ bool runOnMainThread(const std::function<void()> &function) {
     return ran;
 }
 
+void postToMainThread(std::function<void()> function) {
+    const QCoreApplication *const application = QCoreApplication::instance();
+    if (application && QThread::currentThread() == application->thread())
+        function();
+    else
+        post(std::move(function));
+}
+
 }  // namespace VDCommonUtils

@@ -1,6 +1,7 @@
 #include "transfer/VDProgressbar.h"
 
 #include <chrono>
+#include <mutex>
 
 #include <QTimer>
 
@@ -29,14 +30,24 @@ QString countText(double percent, const char *textKey) {
 
 }  // namespace
 
-// Everything but the size belongs to the main thread.
 struct VDProgressbar::Display {
     const quint64 size;
     const std::optional<qint8> displaytype;
-    std::unique_ptr<VDProgressBarWindowController> prgressWin;
+
+    // Guards cmd, and is held while it is asked: nobody but its own thread may be the last to let
+    // go of a command.
+    std::mutex cmdMutex;
     std::weak_ptr<ASWDCmdPut> cmd;
+
+    // The main thread's.
+    std::unique_ptr<VDProgressBarWindowController> prgressWin;
     std::unique_ptr<QTimer> progressTimer;
     std::unique_ptr<QTimer> visibleTimer;
+
+    Display(quint64 size, std::optional<qint8> displaytype)
+        : size(size), displaytype(displaytype) {}
+    void watch(const std::shared_ptr<ASWDCmdPut> &command);
+    std::optional<qint64> sentBytes();
 
     void open(const QString &name);
     void update(quint64 bytes);
@@ -62,11 +73,20 @@ void VDProgressbar::Display::update(quint64 bytes) {
     prgressWin->setProgress(percent, countText(percent, "ProgressBar_2"));
 }
 
-void VDProgressbar::Display::updateFromCommand() {
+void VDProgressbar::Display::watch(const std::shared_ptr<ASWDCmdPut> &command) {
+    const std::lock_guard lock(cmdMutex);
+    cmd = command;
+}
+
+std::optional<qint64> VDProgressbar::Display::sentBytes() {
+    const std::lock_guard lock(cmdMutex);
     const auto command = cmd.lock();
     const auto connection = command ? command->connection() : nullptr;
-    const auto sent = connection ? connection->processedRequestBodyBytes() : std::nullopt;
-    if (sent)
+    return connection ? connection->processedRequestBodyBytes() : std::nullopt;
+}
+
+void VDProgressbar::Display::updateFromCommand() {
+    if (const auto sent = sentBytes())
         update(*sent);
 }
 
@@ -77,7 +97,7 @@ void VDProgressbar::Display::finish() {
 }
 
 VDProgressbar::VDProgressbar(quint64 size, std::optional<qint8> displaytype)
-    : display(std::make_shared<Display>(Display{size, displaytype, {}, {}, {}, {}})) {}
+    : display(std::make_shared<Display>(size, displaytype)) {}
 
 VDProgressbar::~VDProgressbar() {
     finishProgress();
@@ -96,8 +116,7 @@ void VDProgressbar::setWindowVisible() {
 }
 
 void VDProgressbar::setCmd(const std::shared_ptr<ASWDCmdPut> &cmd) {
-    VDCommonUtils::postToMainThread(
-        [display = display, cmd = std::weak_ptr(cmd)] { display->cmd = cmd; });
+    display->watch(cmd);
 }
 
 void VDProgressbar::setTimer() {
@@ -122,5 +141,6 @@ void VDProgressbar::nextStatus() {
 }
 
 void VDProgressbar::finishProgress() {
+    display->watch(nullptr);
     VDCommonUtils::postToMainThread([display = display] { display->finish(); });
 }
