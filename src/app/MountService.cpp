@@ -2,8 +2,10 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -21,7 +23,8 @@ using Notification = GMUserFileSystem::Notification;
 
 namespace {
 
-constexpr int kIdleLimit = 2000;  // milliseconds without a mount and a command
+constexpr int kIdleLimit = 500;    // milliseconds without a mount and a command
+constexpr int kLeaveLimit = 1000;  // milliseconds a login may go on when all else has ended
 
 }  // namespace
 
@@ -102,12 +105,23 @@ void MountService::stop() {
 void MountService::considerEnd() {
     const bool isIdle =
         channels.isEmpty() && mountQueue.isEmpty() && !isMounting && application->isIdle();
-    if (isStopped && !isMounting)
+    if (isStopped && isMounting)
+        QTimer::singleShot(kLeaveLimit, &idleTimer, [this] { leaveLogin(); });
+    else if (isStopped)
         QCoreApplication::quit();
     else if (isIdle && !isStopping && !idleTimer.isActive())
         idleTimer.start();
     else if (!isIdle)
         idleTimer.stop();
+}
+
+// A login keeps this thread in its own loop for as long as the server makes it wait. Everything is
+// released by now, and nothing of the login outlives the process.
+void MountService::leaveLogin() {
+    if (!isMounting)
+        return;
+    mountingReply(resultOf(false, localizedText("Cli_Stopping")));
+    _exit(EXIT_FAILURE);
 }
 
 void MountService::addChannel(const std::shared_ptr<ControlChannel> &channel) {
@@ -154,10 +168,12 @@ void MountService::runNextMount() {
         return;
     Job job = mountQueue.dequeue();
     isMounting = true;
+    mountingReply = job.reply;
     relay.attach(job.channel);
     mount(job);
     relay.attach(nullptr);
     isMounting = false;
+    mountingReply = nullptr;
     considerEnd();
     postToMainThread([this] { runNextMount(); });
 }

@@ -87,6 +87,7 @@ class MountService {
     void forgetUnsaved(const QString &name);
     void stop();
     void considerEnd();
+    void leaveLogin();
 
     SingleInstance instance;
     RelayInterface relay;
@@ -96,6 +97,7 @@ class MountService {
     QList<std::shared_ptr<ControlChannel>> channels;
     QQueue<Job> mountQueue;  // one at a time, since each may ask
     bool isMounting = false;
+    Reply mountingReply;  // of the request that is being mounted
     bool hasReadConnections = false;
     QList<MountWait> mountWaits;
     QHash<QString, QList<Reply>> unmountWaits;

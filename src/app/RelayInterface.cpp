@@ -75,6 +75,10 @@ void RelayInterface::openFolder(const QString &path) {
         local->openFolder(path);
 }
 
+std::unique_ptr<ProgressPanel> RelayInterface::makeProgressPanel(const QString &name) {
+    return local ? local->makeProgressPanel(name) : nullptr;
+}
+
 void RelayInterface::keep(const Alert &alert) {
     VDLog(alert.text);
     if (pendingMessages.size() < kPendingLimit)

@@ -32,6 +32,7 @@ class RelayInterface : public UserInterface {
     int runAlert(const Alert &alert) override;
     bool runLogin(LoginQuestion &question) override;
     void openFolder(const QString &path) override;
+    std::unique_ptr<ProgressPanel> makeProgressPanel(const QString &name) override;
 
   private:
     bool hasCommand() const;

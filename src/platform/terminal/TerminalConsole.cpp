@@ -69,10 +69,16 @@ struct Line {
     int signal = 0;
 };
 
-// One line of the terminal, with events served while it is typed.
-Line typedLine() {
+// One line of the terminal, with events served while it is typed. A signal is caught from before
+// the terminal is changed until after it is in order again.
+Line typedLine(int messages, const QByteArray &prompt, bool isSecret) {
     Line line;
     SignalWatcher watcher({SIGINT, SIGTERM, SIGHUP}, [&line](int number) { line.signal = number; });
+    std::optional<HiddenInput> hidden;
+    // A secret is not asked for on a terminal that would show it.
+    if (isSecret && !hidden.emplace())
+        return line;
+    writeAll(messages, prompt);
     QSocketNotifier notifier(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&notifier, &QSocketNotifier::activated, &notifier, [&line] {
         char buffer[4096];
@@ -117,15 +123,7 @@ std::optional<QString> TerminalConsole::askSecret(const QString &text) {
 std::optional<QString> TerminalConsole::prompt(const QString &text, bool isSecret) {
     if (!canAsk())
         return std::nullopt;
-    Line line;
-    {
-        std::optional<HiddenInput> hidden;
-        // A secret is not asked for on a terminal that would show it.
-        if (isSecret && !hidden.emplace())
-            return std::nullopt;
-        writeAll(messages, harmless(text));
-        line = typedLine();
-    }
+    Line line = typedLine(messages, harmless(text), isSecret);
     if (line.signal != 0) {
         writeAll(messages, "\n");
         // It was meant for the program, and is served now that the terminal is in order.

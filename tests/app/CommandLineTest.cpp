@@ -1,0 +1,225 @@
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStandardPaths>
+
+#include "Program.h"
+
+namespace {
+
+class CommandLine : public testing::Test {
+  protected:
+    QJsonObject shown(const QString &name) {
+        const auto result = program.run({"connection", "show", name, "--json"});
+        EXPECT_EQ(result.code, 0) << result.messages.toStdString();
+        return QJsonDocument::fromJson(result.output.toUtf8()).object();
+    }
+
+    Program program;
+};
+
+}  // namespace
+
+TEST_F(CommandLine, WhatIsNotUnderstoodIsNamedWithTheWayToHelp) {
+    const struct {
+        QStringList arguments;
+        const char *named;
+    } cases[] = {
+        {{}, "command"},
+        {{"nonsense"}, "nonsense"},
+        {{"connection"}, "connection"},
+        {{"connection", "add"}, "NAME"},
+        {{"connection", "add", "A"}, "--url"},
+        {{"connection", "add", "A", "B", "--url", "http://h/"}, "connection add NAME"},
+        {{"connection", "add", "A", "--url", "ftp://h/"}, "--url"},
+        {{"connection", "add", "A", "--url", "http://h/%3f"}, "?"},
+        {{"connection", "add", "a/b", "--url", "http://h/"}, "/"},
+        {{"connection", "add", "..", "--url", "http://h/"}, ".."},
+        {{"connection", "add", "", "--url", "http://h/"}, "name"},
+        {{"connection", "add", "A", "--url", "http://h/", "--auto-mount", "maybe"}, "--auto-mount"},
+        {{"connection", "add", "A", "--url", "http://h/", "--proxy", "h"}, "--proxy"},
+        {{"connection", "add", "A", "--url", "http://h/", "--proxy", "h:0"}, "--proxy"},
+        {{"connection", "add", "A", "--url", "http://h/", "--password=geheim"}, "password"},
+        {{"connection", "add", "A", "--url", "http://h/", "--password-stdin=geheim"},
+         "password-stdin"},
+        {{"connection", "add", "A", "--url", "http://u:geheim@h/"}, "--password-stdin"},
+        {{"connection", "add", "A", "--url", "http://u%3Ageheim%40h/"}, "--password-stdin"},
+        {{"mount"}, "URL"},
+        {{"mount", "http://u:geheim@h/"}, "--password-stdin"},
+        {{"mount", "A", "--password", "geheim"}, "password"},
+        {{"mount", "http://h/", "--name", "a/b"}, "/"},
+        {{"unmount"}, "NAME|MOUNTPOINT"},
+        {{"status", "geheim"}, "status"},
+        {{"log", "--lines", "x"}, "--lines"},
+    };
+    for (const auto &each : cases) {
+        SCOPED_TRACE(each.arguments.join(' ').toStdString());
+        const auto result = program.run(each.arguments);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_TRUE(result.messages.contains(each.named)) << result.messages.toStdString();
+        EXPECT_TRUE(result.messages.contains("--help"));
+        EXPECT_FALSE(result.messages.contains("geheim"));
+        EXPECT_FALSE(result.messages.contains("Cli_"));
+        EXPECT_TRUE(result.output.isEmpty());
+    }
+}
+
+TEST_F(CommandLine, HelpNeedsNothingElse) {
+    for (const QStringList &arguments : QList<QStringList>{{"--help"},
+                                                           {"--version"},
+                                                           {"connection", "add", "--help"},
+                                                           {"mount", "--help"},
+                                                           {"unmount", "--force", "--help"}}) {
+        const auto result = program.run(arguments);
+        EXPECT_EQ(result.code, 0) << arguments.join(' ').toStdString();
+        EXPECT_FALSE(result.output.isEmpty());
+        EXPECT_FALSE(result.output.contains("Cli_")) << result.output.toStdString();
+        EXPECT_TRUE(result.messages.isEmpty());
+    }
+}
+
+TEST_F(CommandLine, EveryFieldOfAConnectionIsKept) {
+    ASSERT_EQ(
+        program.run({"connection", "add", "Büro", "--url", "http://h:81/a%20b/c%23%C3%A9"}).code,
+        0);
+    const struct {
+        QStringList options;
+        const char *field;
+        QJsonValue value;
+    } cases[] = {
+        {{}, "RemoteURL", "http://h:81/a b/c#é"},
+        {{}, "saveID", false},
+        {{}, "isAutoMount", QJsonValue()},
+        {{"--url", "https://other/"}, "RemoteURL", "https://other/"},
+        {{"--user", "anna"}, "username", "anna"},
+        {{}, "saveID", true},
+        {{"--no-save-user"}, "username", QJsonValue()},
+        {{"--mount-point", "/mnt/${user}/x/"}, "mountPoint", "/mnt/${user}/x"},
+        {{}, "chengeMountPoint", true},
+        {{"--mount-point", "relative"}, "mountPoint", program.path("relative")},
+        {{"--default-mount-point"}, "mountPoint", QJsonValue()},
+        {{}, "chengeMountPoint", false},
+        {{"--proxy", "[::1]:3128"}, "proxyHost", "[::1]"},
+        {{}, "proxyPort", 3128},
+        {{}, "isUseProxy", true},
+        {{}, "isProxyAuto", false},
+        {{"--proxy-user", "prox"}, "proxyUsername", "prox"},
+        {{}, "isUseProxyAuth", true},
+        {{"--no-proxy-user"}, "isUseProxyAuth", false},
+        {{"--proxy", "system"}, "isProxyAuto", true},
+        {{"--proxy", "none"}, "isUseProxy", false},
+        {{"--divide-size-index", "3"}, "devideSizeIndex", 3},
+        {{"--client-certificate", "yes"}, "isUseCert", true},
+        {{"--allow-self-signed", "yes"}, "isAllowSelfsign", true},
+        {{"--allow-self-signed", "no"}, "isAllowSelfsign", false},
+        {{"--auto-mount", "yes"}, "isAutoMount", true},
+        {{}, "isMount", false},
+    };
+    for (const auto &each : cases) {
+        SCOPED_TRACE(each.options.join(' ').toStdString() + " " + each.field);
+        if (!each.options.isEmpty()) {
+            EXPECT_EQ(program.run(QStringList{"connection", "edit", "Büro"} + each.options).code,
+                      0);
+        }
+        const QJsonObject record = shown("Büro");
+        ASSERT_TRUE(record.contains(each.field));
+        EXPECT_EQ(record[each.field], each.value);
+    }
+}
+
+TEST_F(CommandLine, PasswordsAreReadFromInputAndNeverShown) {
+    const auto added = program.run(
+        {"connection", "add", "A", "--url", "http://127.0.0.1:1/", "--user", "anna",
+         "--password-stdin", "--proxy", "p:1", "--proxy-user", "x", "--proxy-password-stdin"},
+        "first geheim\nsecond geheim\n");
+    EXPECT_EQ(added.code, 0) << added.messages.toStdString();
+    EXPECT_EQ(shown("A")["savePassword"], true);
+    EXPECT_EQ(shown("A")["hasProxyPassword"], true);
+    program.run({"connection", "test", "A"});
+    for (const QStringList &arguments : QList<QStringList>{{"connection", "show", "A"},
+                                                           {"connection", "show", "A", "--json"},
+                                                           {"connection", "list"},
+                                                           {"status"},
+                                                           {"log"}}) {
+        const auto result = program.run(arguments);
+        EXPECT_FALSE((result.output + result.messages).contains("geheim"))
+            << arguments.join(' ').toStdString();
+    }
+    EXPECT_FALSE(program.everything().contains("geheim"));
+    EXPECT_FALSE(program.content(".config/velmoradisk/preferences.json").isEmpty());
+
+    // Nobody to ask, and nothing to read.
+    EXPECT_EQ(program.run({"connection", "edit", "A", "--save-password"}).code, 1);
+    EXPECT_EQ(program.run({"connection", "edit", "A", "--password-stdin"}).code, 1);
+    EXPECT_EQ(program.run({"connection", "edit", "A", "--no-save-password"}).code, 0);
+    EXPECT_EQ(shown("A")["savePassword"], false);
+}
+
+TEST_F(CommandLine, NamesAndMountPointsOfConnectionsDoNotClash) {
+    const QString composed = QStringLiteral("é");
+    const QString decomposed = composed.normalized(QString::NormalizationForm_D);
+    const auto add = [this](const QString &name, const QString &mountPoint) {
+        return program
+            .run({"connection", "add", name, "--url", "http://h/", "--mount-point", mountPoint})
+            .code;
+    };
+    EXPECT_EQ(add(composed, "/mnt/a/b"), 0);
+    EXPECT_EQ(add(decomposed, "/mnt/c/d"), 1);
+    EXPECT_EQ(add("Under", "/mnt/a/b/c"), 1);
+    EXPECT_EQ(add("Above", "/mnt/a"), 1);
+    EXPECT_EQ(add("Beside", "/mnt/a/bc"), 0);
+    EXPECT_EQ(program.run({"connection", "edit", "Beside", "--rename", decomposed}).code, 1);
+    EXPECT_EQ(program.run({"connection", "edit", decomposed, "--rename", "E"}).code, 0);
+    EXPECT_EQ(shown("E")["mountPoint"], "/mnt/a/b");
+    EXPECT_EQ(program.run({"connection", "show", composed}).code, 1);
+    EXPECT_EQ(program.run({"connection", "list"}).output, "E\thttp://h/\nBeside\thttp://h/\n");
+    EXPECT_EQ(program.run({"connection", "remove", "E"}).code, 0);
+    EXPECT_EQ(program.run({"connection", "remove", "E"}).code, 1);
+    EXPECT_EQ(program.run({"connection", "list"}).output, "Beside\thttp://h/\n");
+}
+
+TEST_F(CommandLine, ConnectionsAddedAtOnceAreAllKept) {
+    constexpr int kCount = 8;
+    QList<QProcess *> running;
+    for (int i = 0; i < kCount; ++i)
+        running += &program.start({"connection", "add", QString::number(i), "--url", "http://h/"});
+    for (QProcess *process : running)
+        EXPECT_EQ(program.finish(*process).code, 0);
+    EXPECT_EQ(program.run({"connection", "list"}).output.count('\n'), kCount);
+}
+
+TEST_F(CommandLine, NothingIsStartedToTellThatNothingIsMounted) {
+    const auto status = program.run({"status", "--json"});
+    EXPECT_EQ(status.code, 0);
+    const QJsonObject told = QJsonDocument::fromJson(status.output.toUtf8()).object();
+    EXPECT_EQ(told["running"], false);
+    EXPECT_EQ(told["mounts"], QJsonArray());
+    EXPECT_EQ(program.run({"unmount", "A"}).code, 1);
+    EXPECT_EQ(program.run({"mount", "A"}).code, 1);
+    EXPECT_FALSE(QFile::exists(program.path("VelmoraDiskLog")));
+}
+
+TEST_F(CommandLine, LogShowsItsLastLines) {
+    QDir(program.path({})).mkdir("VelmoraDiskLog");
+    QFile file(program.path("VelmoraDiskLog/velmoradisk.log"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("one\ntwo\nthree\n");
+    file.close();
+    const QString path = file.fileName() + "\n";
+    EXPECT_EQ(program.run({"log", "--path"}).output, path);
+    EXPECT_EQ(program.run({"log", "-n", "2"}).output, path + "two\nthree\n");
+    EXPECT_EQ(program.run({"log", "-n", "9"}).output, path + "one\ntwo\nthree\n");
+    EXPECT_EQ(program.run({"log", "-n", "0"}).output, path);
+
+    QProcess &following = program.start({"log", "-n", "1", "-f"});
+    ASSERT_TRUE(waitFor([&] { return following.bytesAvailable() >= path.size() + 6; }));
+    ASSERT_TRUE(file.open(QIODevice::Append));
+    file.write("fo");
+    file.flush();
+    file.write("ur\n");
+    file.close();
+    ASSERT_TRUE(waitFor([&] { return following.bytesAvailable() >= path.size() + 11; }));
+    EXPECT_EQ(following.readAllStandardOutput(), (path + "three\nfour\n").toUtf8());
+}
