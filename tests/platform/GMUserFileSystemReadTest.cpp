@@ -6,8 +6,6 @@
 #include <sys/xattr.h>
 #include <unordered_map>
 
-#include <QProcess>
-
 #include "FuseMountFixture.h"
 #include "platform/fuse/HostErrno.h"
 
@@ -125,13 +123,8 @@ TEST_F(GMUserFileSystemRead, runsProgramsOfTheVolume) {
     volume->setMode(QStringLiteral("/forbidden"), 0644);
     mount();
 
-    for (const auto &[path, expected] : {std::pair(QStringLiteral("/program"), "word\n"),
-                                         {QStringLiteral("/script"), "said word\n"}}) {
-        QProcess process;
-        process.start(root + path, {QStringLiteral("word")});
-        EXPECT_TRUE(process.waitForFinished()) << process.errorString().toStdString();
-        EXPECT_EQ(process.readAllStandardOutput(), expected);
-    }
+    EXPECT_EQ(runCommand(root + QStringLiteral("/program word")).output, "word\n");
+    EXPECT_EQ(runCommand(root + QStringLiteral("/script word")).output, "said word\n");
     EXPECT_EQ(failureOf(::access(at(QStringLiteral("/forbidden")), X_OK)), EACCES);
 }
 

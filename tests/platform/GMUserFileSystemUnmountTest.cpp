@@ -1,5 +1,3 @@
-#include <QProcess>
-
 #include "FuseMountFixture.h"
 
 using namespace std::chrono_literals;
@@ -35,19 +33,15 @@ class GMUserFileSystemUnmount : public FuseMountFixture<FuseWritableVolume> {
         EXPECT_FALSE(host->isMounted());
     }
 
-    int run(const QString &program, const QStringList &arguments) {
-        return QProcess::execute(program, arguments + QStringList{root});
-    }
+    int unmountByHelper() { return runCommand(QStringLiteral("fusermount3 -u ") + root).code; }
 
     // As any user may: umount(8) as root, fusermount3 otherwise.
     int unmountFromOutside(bool lazily = false) {
         const bool isRoot = ::geteuid() == 0;
-        QStringList arguments;
-        if (!isRoot)
-            arguments << QStringLiteral("-u");
-        if (lazily)
-            arguments << (isRoot ? QStringLiteral("-l") : QStringLiteral("-z"));
-        return run(isRoot ? QStringLiteral("umount") : QStringLiteral("fusermount3"), arguments);
+        const QString program =
+            isRoot ? QStringLiteral("umount ") : QStringLiteral("fusermount3 -u ");
+        const QString option = isRoot ? QStringLiteral("-l ") : QStringLiteral("-z ");
+        return runCommand(program + (lazily ? option : QString()) + root).code;
     }
 };
 
@@ -77,7 +71,7 @@ class GMUserFileSystemUnmountWays : public GMUserFileSystemUnmount,
         if (way == "outsideLazily")
             return unmountFromOutside(true) == 0;
         if (way == "helper")
-            return run(QStringLiteral("fusermount3"), {QStringLiteral("-u")}) == 0;
+            return unmountByHelper() == 0;
         host.reset();
         return true;
     }

@@ -3,6 +3,7 @@
 #include <sys/statvfs.h>
 
 #include <QDateTime>
+#include <QRegularExpression>
 
 #include "common/Log.h"
 #include "common/Text.h"
@@ -27,6 +28,12 @@ timespec timeOf(const AttributeMap &attributes, const QString &key, const timesp
 
 bool isDirectory(const AttributeMap &attributes) {
     return attributes.value(NSFileType).toString() == NSFileTypeDirectory;
+}
+
+// A server's name must not break the log's lines.
+QString printable(QString name) {
+    static const QRegularExpression control(QStringLiteral("[[:cntrl:]]"));
+    return name.replace(control, QStringLiteral("?"));
 }
 
 // 0 leaves the type open, and programs ask for it if they need it.
@@ -89,7 +96,7 @@ bool FuseVolume::isUnfit(const QString &folder, const QString &name) {
     const QString path = childPath(folder, name);
     if (unfitPaths.size() < kMostLogged && !unfitPaths.contains(path)) {
         unfitPaths.insert(path);
-        VDLog(localizedText("GMUserFileSystem_UnfitName", folder, name));
+        VDLog(localizedText("GMUserFileSystem_UnfitName", folder, printable(name)));
     }
     return true;
 }
