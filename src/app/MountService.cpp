@@ -92,7 +92,9 @@ void MountService::stop() {
         return;
     isStopping = true;
     idleTimer.stop();
-    server.reset();
+    // While volumes still end, commands are told so; a process that ends at once must not take one.
+    if (application->isIdle())
+        server.reset();
     relay.cancelQuestions();
     while (!mountQueue.isEmpty())
         mountQueue.dequeue().reply(resultOf(false, localizedText("Cli_Stopping")));
@@ -151,10 +153,10 @@ void MountService::submit(const QJsonObject &request, Reply reply) {
 
 void MountService::dispatch(Job job) {
     const QString command = job.request[QStringLiteral("command")].toString();
-    if (isStopping)
-        return job.reply(resultOf(false, localizedText("Cli_Stopping")));
     if (command == QStringLiteral("status"))
         return job.reply(status(job.request[QStringLiteral("acknowledge")].toBool()));
+    if (isStopping)
+        return job.reply(resultOf(false, localizedText("Cli_Stopping")));
     if (command == QStringLiteral("unmount"))
         return unmount(job);
     if (command != QStringLiteral("mount"))
@@ -181,11 +183,14 @@ void MountService::runNextMount() {
 QJsonObject MountService::status(bool acknowledge) {
     QJsonArray mounts;
     for (auto disk = application->pffsList.cbegin(); disk != application->pffsList.cend(); ++disk) {
+        const QString mountPoint = disk.value()->mountPath();
+        if (mountPoint.isEmpty())
+            continue;
         const auto record = application->conInfoList.value(disk.key());
         const QDateTime since = application->mountedSince.value(disk.key());
         mounts += QJsonObject{
             {QStringLiteral("name"), disk.key()},
-            {QStringLiteral("mountPoint"), disk.value()->mountPath()},
+            {QStringLiteral("mountPoint"), mountPoint},
             {QStringLiteral("server"), record ? record->RemoteURL : QString()},
             {QStringLiteral("user"), disk.value()->DAVConnection->user},
             {QStringLiteral("state"),

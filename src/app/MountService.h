@@ -98,6 +98,7 @@ class MountService {
     QQueue<Job> mountQueue;  // one at a time, since each may ask
     bool isMounting = false;
     Reply mountingReply;  // of the request that is being mounted
+    // Reading them mounts the marked ones, which may ask: it waits for a command to ask on.
     bool hasReadConnections = false;
     QList<MountWait> mountWaits;
     QHash<QString, QList<Reply>> unmountWaits;

@@ -120,6 +120,17 @@ TEST_F(Application, AnEndedMountIsFoundUnderEveryFormOfItsName) {
     }
 }
 
+TEST_F(Application, MarkingAMountTakesItOutOfTheTables) {
+    const auto record = connection("Office");
+    application->conInfoList = {{"Office", record}};
+    application->fsList["Office"] = nullptr;
+    application->pffsList["Office"] = nullptr;
+    application->mount("Office");
+    EXPECT_TRUE(record->isMount);
+    EXPECT_TRUE(application->fsList.isEmpty());
+    EXPECT_TRUE(application->pffsList.isEmpty());
+}
+
 TEST_F(Application, AMarkWithoutAMountIsOnlyCleared) {
     const auto record = connection("Office");
     record->isMount = true;
