@@ -66,9 +66,10 @@ class Server:
     def start(self):
         for attempt in range(5):
             self.port = self.fixed_port or free_port()
-            self.process = subprocess.Popen(self.command(), preexec_fn=own_group_ending_with_parent, stdin=subprocess.DEVNULL,
-                                            stdout=open(self.path("out"), "ab"), stderr=subprocess.STDOUT,
-                                            env=self.environment())
+            with open(self.path("out"), "ab") as out:
+                self.process = subprocess.Popen(self.command(), preexec_fn=own_group_ending_with_parent,
+                                                stdin=subprocess.DEVNULL, stdout=out, stderr=subprocess.STDOUT,
+                                                env=self.environment())
             if self.wait_until_listening():
                 return
             self.stop()
@@ -207,7 +208,7 @@ class Rclone(Server):
     name = "rclone"
 
     def command(self):
-        return ["rclone", "serve", "webdav", self.folder, "--addr", f"127.0.0.1:{self.port}", "--dir-cache-time", "0s",
+        return ["rclone", "serve", "webdav", self.folder, "--addr", f"127.0.0.1:{self.port}", "--dir-cache-time", "1s",
                 "--vfs-cache-mode", "writes", "--vfs-write-back", "0s", "--cache-dir", self.path("cache")]
 
     def environment(self):

@@ -2,15 +2,14 @@
 
 #include "fs/VelmoraDisk.h"
 
-#include <QCoreApplication>
 #include <QDir>
-#include <QMetaObject>
 
 #include "cache/AccessControler.h"
 #include "cache/CacheController.h"
 #include "cache/FileSystemInfoCache.h"
 #include "cache/MetaDataCache.h"
 #include "cache/VirtualStoreControler.h"
+#include "common/VDCommonUtils.h"
 #include "lock/VDLockController.h"
 #include "platform/system/FavoritesList.h"
 #include "platform/ui/UserInterface.h"
@@ -23,15 +22,11 @@ QString cacheFilePath(const QString &mountPath) {
         .arg(QDir::homePath(), mountPath, QStringLiteral(".VelmoraDiskcache"));
 }
 
-// The person's side is the main thread's; a host's thread only leaves it a note.
-void onMainThread(std::function<void()> work) {
-    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(work), Qt::QueuedConnection);
-}
-
 }  // namespace
 
-VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect, std::weak_ptr<MountOwner> startupmenu,
-                         const QString &mountPath, const QString &connectionName)
+VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
+                         std::weak_ptr<MountOwner> startupmenu, const QString &mountPath,
+                         const QString &connectionName)
     : connectionName(connectionName),
       DAVConnection(std::move(connect)),
       startupmenu(std::move(startupmenu)),
@@ -61,8 +56,8 @@ QString VelmoraDisk::mountPath() const {
 void VelmoraDisk::willMount() {
     const std::lock_guard lock(mountMutex);
     mountSubscription = GMUserFileSystem::subscribe(
-        [self = weak_from_this()](GMUserFileSystem::Notification notification, const GMUserFileSystem *sender,
-                                  const std::optional<Error> &) {
+        [self = weak_from_this()](GMUserFileSystem::Notification notification,
+                                  const GMUserFileSystem *sender, const std::optional<Error> &) {
             const auto disk = self.lock();
             // Another mount's failure must not take this volume's store away.
             if (!disk || !sender->serves(disk.get()))
@@ -77,8 +72,8 @@ void VelmoraDisk::willMount() {
 void VelmoraDisk::willUnmount() {
     const std::lock_guard lock(mountMutex);
     unmountSubscription = GMUserFileSystem::subscribe(
-        [self = weak_from_this()](GMUserFileSystem::Notification notification, const GMUserFileSystem *sender,
-                                  const std::optional<Error> &) {
+        [self = weak_from_this()](GMUserFileSystem::Notification notification,
+                                  const GMUserFileSystem *sender, const std::optional<Error> &) {
             const auto disk = self.lock();
             if (disk && sender->serves(disk.get()) &&
                 notification == GMUserFileSystem::Notification::kGMUserFileSystemDidUnmount)
@@ -88,7 +83,7 @@ void VelmoraDisk::willUnmount() {
 
 void VelmoraDisk::didMount() {
     const QString path = mountPath();
-    onMainThread([path] { UserInterface::current().openFolder(path); });
+    VDCommonUtils::postToMainThread([path] { UserInterface::current().openFolder(path); });
     unsubscribe(&mountSubscription);
     if (const auto favorites = FavoritesList::current()) {
         const QString item = favorites->insertItem(connectionName, path);

@@ -25,7 +25,8 @@ struct WebDavResource;
 // The volume of one mount: answers every file-system call from the caches where it can, and by
 // requests of the session otherwise. Owns the objects of the mount from its construction to its
 // unmount. Operations come one at a time on the host's thread.
-class VelmoraDisk : public GMUserFileSystemDelegate, public std::enable_shared_from_this<VelmoraDisk> {
+class VelmoraDisk : public GMUserFileSystemDelegate,
+                    public std::enable_shared_from_this<VelmoraDisk> {
   public:
     // Empties and makes the mount's local store, and starts the lock and cleaning threads.
     VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect, std::weak_ptr<MountOwner> startupmenu,
@@ -45,22 +46,26 @@ class VelmoraDisk : public GMUserFileSystemDelegate, public std::enable_shared_f
     void didUnmount();
 
     // Listing and attributes.
-    std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path, ErrorOut error) override;
+    std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path,
+                                                         ErrorOut error) override;
     std::optional<bool> isKnownDirectory(const QString &path) override;
-    std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path, const HandlePtr &userData,
+    std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path,
+                                                         const HandlePtr &userData,
                                                          ErrorOut error) override;
     static bool isWordFile(const QString &path);
 
     // The volume itself.
     AttributeMap attributesOfFileSystemForPath(const QString &path, ErrorOut error) override;
     bool isCannotWrite(const QString &path);
-    std::optional<QByteArray> valueOfExtendedAttribute(const QString &name, const QString &ofItemAtPath,
-                                                       qint64 position, ErrorOut error) override;
+    std::optional<QByteArray> valueOfExtendedAttribute(const QString &name,
+                                                       const QString &ofItemAtPath, qint64 position,
+                                                       ErrorOut error) override;
 
     // Handles.
-    bool openFileAtPath(const QString &path, int mode, HandlePtr *userData, ErrorOut error) override;
-    int readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer, size_t size, qint64 offset,
-                       ErrorOut error) override;
+    bool openFileAtPath(const QString &path, int mode, HandlePtr *userData,
+                        ErrorOut error) override;
+    int readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer, size_t size,
+                       qint64 offset, ErrorOut error) override;
     void releaseFileAtPath(const QString &path, const HandlePtr &userData) override;
 
   private:
@@ -77,6 +82,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate, public std::enable_shared_f
     EntryPtr entryForHandle(const QString &path, const UserData &handle) const;
     // Asks the server again for an open file's record; false where that failed.
     bool refreshEntry(const QString &path, const EntryPtr &entry);
+    // Enters the entry in the metadata cache unless it is there already.
+    void keepEntry(const QString &path, const EntryPtr &entry);
     void makeNegative(const QString &path, const EntryPtr &entry);
     void enterInParent(const QString &path);
     void leaveParent(const QString &path);
@@ -88,10 +95,10 @@ class VelmoraDisk : public GMUserFileSystemDelegate, public std::enable_shared_f
     bool isRefusedByServer(const QString &path, ErrorOut error);
 
     // Nothing where the local store doesn't hold the current content.
-    std::optional<int> readLocalFile(const QString &path, WebDavResourceCache &entry, char *buffer, size_t size,
-                                     qint64 offset, ErrorOut error);
-    int readServerFile(const QString &path, const EntryPtr &entry, char *buffer, size_t size, qint64 offset,
-                       ErrorOut error);
+    std::optional<int> readLocalFile(const QString &path, WebDavResourceCache &entry, char *buffer,
+                                     size_t size, qint64 offset, ErrorOut error);
+    int readServerFile(const QString &path, const EntryPtr &entry, char *buffer, size_t size,
+                       qint64 offset, ErrorOut error);
 
     const std::weak_ptr<MountOwner> startupmenu;
     const std::shared_ptr<MetaDataCache> metaDataCache;
@@ -101,7 +108,7 @@ class VelmoraDisk : public GMUserFileSystemDelegate, public std::enable_shared_f
     const std::shared_ptr<VDLockController> lockCtr;
     const std::unique_ptr<CacheController> cacheCtr;
     QString lastAccessFilepath = QStringLiteral("/");  // last path opened or created
-    QString topFolderType;                             // of the server's root; null until it is known
+    QString topFolderType;  // of the server's root; null until it is known
 
     // What the last listing told of its names; decomposed, as the cache keys are.
     struct {

@@ -22,8 +22,8 @@ QString lastComponent(const QString &path) {
 
 // Names that never reach the server.
 std::optional<int> literalRefusal(const QString &path) {
-    if (path.contains(QLatin1String("/VelmoraDiskUploadTemp_")) || path.contains(QLatin1String("/Icon\r")) ||
-        path.startsWith(QLatin1String("/.Trash")))
+    if (path.contains(QLatin1String("/VelmoraDiskUploadTemp_")) ||
+        path.contains(QLatin1String("/Icon\r")) || path.startsWith(QLatin1String("/.Trash")))
         return EACCES;
     if (path.contains(QLatin1Char('\\')))
         return EINVAL;
@@ -57,7 +57,8 @@ constexpr int kBadRequest = 18;
 
 }  // namespace
 
-std::optional<QStringList> VelmoraDisk::contentsOfDirectoryAtPath(const QString &path, ErrorOut error) {
+std::optional<QStringList> VelmoraDisk::contentsOfDirectoryAtPath(const QString &path,
+                                                                  ErrorOut error) {
     const Ticket ticket(*accessCol, path);
     EntryPtr entry = metaDataCache->getMetaData(path);
     // A new entry stays out of the cache: only the attribute query enters one.
@@ -94,7 +95,8 @@ void VelmoraDisk::noteListingFailure(WebDavResourceCache &entry, const Error &fa
         entry.server_forbidden = true;
 }
 
-void VelmoraDisk::rememberTypes(const QString &folder, const QStringList &names, const ListingTypes &types) {
+void VelmoraDisk::rememberTypes(const QString &folder, const QStringList &names,
+                                const ListingTypes &types) {
     lastListing.folder = decomposed(folder);
     lastListing.isFolder.clear();
     if (!types.known)
@@ -118,7 +120,8 @@ std::optional<bool> VelmoraDisk::isKnownDirectory(const QString &path) {
     return *known;
 }
 
-std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString &path, const HandlePtr &userData,
+std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString &path,
+                                                                  const HandlePtr &userData,
                                                                   ErrorOut error) {
     if (const auto refusal = literalRefusal(path)) {
         setError(error, Error::errorWithPOSIXCode(*refusal));
@@ -148,8 +151,8 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
         if (resource->error) {
             VDCommonUtils::outputLog(resource->error);
             if (resource->error->code == kBadRequest) {
-                // No error goes out and the ticket stays held until its limit: so it was decided for
-                // names that the server calls malformed.
+                // No error goes out and the ticket stays held until its limit: so it was decided
+                // for names that the server calls malformed.
                 ticket.leaveHeld();
                 return nullptr;
             }
@@ -164,7 +167,7 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
         entry->place = 1;
     }
 
-    metaDataCache->insertMetaData(path, entry);
+    keepEntry(path, entry);
     const auto resource = entry->webDavResource();
     if (path == QLatin1String("/"))
         topFolderType = resource->folderType;
@@ -175,6 +178,14 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
 
 std::shared_ptr<WebDavResource> VelmoraDisk::resourceFromServer(const QString &path) {
     return WebDavResource::createWebDAVItem(*DAVConnection, DAVConnection->serverUrl, path);
+}
+
+// What the server told holds for the cache's few seconds, however often it is asked for meanwhile:
+// a program that looks again and again must see a change too. So an entry that is in the cache
+// keeps its age.
+void VelmoraDisk::keepEntry(const QString &path, const EntryPtr &entry) {
+    if (metaDataCache->getMetaData(path) != entry)
+        metaDataCache->insertMetaData(path, entry);
 }
 
 void VelmoraDisk::makeNegative(const QString &path, const EntryPtr &entry) {

@@ -21,7 +21,8 @@ constexpr int32_t kOpenTypeOfMode[] = {1, 2, 3, 0};  // by the low two bits of t
 
 }  // namespace
 
-bool VelmoraDisk::openFileAtPath(const QString &path, int mode, HandlePtr *userData, ErrorOut error) {
+bool VelmoraDisk::openFileAtPath(const QString &path, int mode, HandlePtr *userData,
+                                 ErrorOut error) {
     const auto fail = [error](int posix) {
         setError(error, Error::errorWithPOSIXCode(posix));
         return false;
@@ -50,7 +51,7 @@ bool VelmoraDisk::openFileAtPath(const QString &path, int mode, HandlePtr *userD
     if (const auto resource = entry->webDavResource())
         handle->orgFileSize = static_cast<uint64_t>(resource->fileSize);
     handle->webDavResouceCache = entry;
-    metaDataCache->insertMetaData(path, entry);
+    keepEntry(path, entry);
     *userData = handle;
     return true;
 }
@@ -66,7 +67,8 @@ VelmoraDisk::EntryPtr VelmoraDisk::entryFromServer(const QString &path) {
     return entry;
 }
 
-VelmoraDisk::EntryPtr VelmoraDisk::entryForHandle(const QString &path, const UserData &handle) const {
+VelmoraDisk::EntryPtr VelmoraDisk::entryForHandle(const QString &path,
+                                                  const UserData &handle) const {
     const EntryPtr entry = metaDataCache->getMetaData(path);
     return entry ? entry : handle.webDavResouceCache;
 }

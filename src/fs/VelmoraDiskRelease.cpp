@@ -28,5 +28,5 @@ void VelmoraDisk::releaseFileAtPath(const QString &path, const HandlePtr &userDa
         entry->streamActive = false;
     }
     handle->opentype = 0;
-    metaDataCache->insertMetaData(path, entry);
+    keepEntry(path, entry);
 }

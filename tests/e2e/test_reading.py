@@ -134,6 +134,14 @@ class Reading(VolumeTest):
 
         self.on_every_server(check, fill)
 
+    def test_control_characters(self):
+        """Only Apache serves such names; others refuse or replace the character."""
+        folder = self.folder()
+        for name in ("new\nline", "tab\tname"):
+            trees.write(folder, name, b"odd")
+        user = self.user(True)
+        self.compare_tree(user, folder, self.mount(user, self.server(Apache, folder).url))
+
     def test_accents_open_as_typed_and_as_listed(self):
         def fill(folder):
             trees.write(folder, "caf\u00e9", b"composed")

@@ -7,7 +7,7 @@ from volume import composed
 
 NAMES = ["plain.txt", "a blank", " leading", "trailing ", "100%", "%41", "%2F", "#hash", "what?", "a+b", "semi;colon",
          "am&p", "qu\"ote", "it's", "<angle>", "back`tick", "[brackets]", "curly{}", "pipe|", "caret^", "tilde~", "eq=ual",
-         "com,ma", "at@", "dollar$", "excl!", "co:lon", "..dots", ".hidden", "new\nline", "tab\tname", "\u00e9composed",
+         "com,ma", "at@", "dollar$", "excl!", "co:lon", "..dots", ".hidden", "\u00e9composed",
          "cafe\u0301 decomposed", "\u65e5\u672c\u8a9e", "\ud55c\uad6d\uc5b4", "\U0001f600 emoji", "x" * 247, "\u3042" * 82]
 
 SIZES = [0, 1, 65535, 65536, 65537, 1 << 20, 8 << 20, (8 << 20) + 1]

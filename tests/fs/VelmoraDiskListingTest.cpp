@@ -13,17 +13,23 @@ QStringList sorted(std::optional<QStringList> names) {
 }  // namespace
 
 TEST_F(Listing, NamesThatNeverReachTheServer) {
+    server.addFolder("/a");
     connect();
     const struct {
         const char *path;
         int expected;
         bool asked;
     } cases[] = {
-        {"/VelmoraDiskUploadTemp_1", EACCES, false}, {"/a/VelmoraDiskUploadTemp_1", EACCES, false},
-        {"/a/Icon\r", EACCES, false},                {"/.Trashes", EACCES, false},
-        {"/.Trash-1000/files", EACCES, false},       {"/back\\slash", EINVAL, false},
-        {"/a/.Trash", ENOENT, true},                 {"/Icon", ENOENT, true},
-        {"/._hidden", ENOENT, true},                 {"/.DS_Store", ENOENT, true},
+        {"/VelmoraDiskUploadTemp_1", EACCES, false},
+        {"/a/VelmoraDiskUploadTemp_1", EACCES, false},
+        {"/a/Icon\r", EACCES, false},
+        {"/.Trashes", EACCES, false},
+        {"/.Trash-1000/files", EACCES, false},
+        {"/back\\slash", EINVAL, false},
+        {"/a/.Trash", ENOENT, true},
+        {"/Icon", ENOENT, true},
+        {"/._hidden", ENOENT, true},
+        {"/.DS_Store", ENOENT, true},
     };
     for (const auto &one : cases) {
         server.clearRequests();
@@ -49,7 +55,8 @@ TEST_F(Listing, FailuresOfTheAttributeQuery) {
     for (const auto &one : cases) {
         const QString path = QStringLiteral("/file%1").arg(one.status);
         server.addFile(path, "x");
-        server.fault({.method = "PROPFIND", .path = path, .times = Fault::kAlways, .status = one.status});
+        server.fault(
+            {.method = "PROPFIND", .path = path, .times = Fault::kAlways, .status = one.status});
         server.clearRequests();
         EXPECT_EQ(attributesErrno(path), one.expected) << one.status;
         EXPECT_EQ(server.countOf("PROPFIND", path), one.requests) << one.status;
@@ -81,11 +88,13 @@ TEST_F(Listing, ListsNamesAndKeepsThemOnAnEntryFromTheCache) {
     server.addFile("/d/\u00e9", "1");
     server.addFolder("/d/e");
     connect();
-    const QStringList expected{"b%20c", "e", QStringLiteral("\u00e9").normalized(QString::NormalizationForm_D)};
+    const QStringList expected{"b%20c", "e",
+                               QStringLiteral("\u00e9").normalized(QString::NormalizationForm_D)};
 
     EXPECT_EQ(sorted(disk->contentsOfDirectoryAtPath("/d", nullptr)), expected);
     EXPECT_EQ(sorted(disk->contentsOfDirectoryAtPath("/d", nullptr)), expected);
-    EXPECT_EQ(server.countOf("PROPFIND", "/d"), 2) << "nothing is kept on an entry that isn't in the cache";
+    EXPECT_EQ(server.countOf("PROPFIND", "/d"), 2)
+        << "nothing is kept on an entry that isn't in the cache";
 
     ASSERT_EQ(attributesErrno("/d"), 0);
     server.clearRequests();
@@ -111,7 +120,8 @@ TEST_F(Listing, AFailedListingHandsOnTheServersErrorAndMarksTheEntry) {
         const QString path = QStringLiteral("/folder%1").arg(one.status);
         server.addFolder(path);
         ASSERT_EQ(attributesErrno(path), 0);
-        server.fault({.method = "PROPFIND", .path = path, .times = Fault::kAlways, .status = one.status});
+        server.fault(
+            {.method = "PROPFIND", .path = path, .times = Fault::kAlways, .status = one.status});
         std::optional<Error> failure;
         EXPECT_FALSE(disk->contentsOfDirectoryAtPath(path, &failure));
         ASSERT_TRUE(failure) << one.status;

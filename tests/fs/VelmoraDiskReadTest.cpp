@@ -1,3 +1,6 @@
+#include <chrono>
+#include <thread>
+
 #include "VolumeFixture.h"
 
 using Reading = VolumeFixture;
@@ -10,7 +13,8 @@ TEST_F(Reading, WhatCannotBeOpened) {
     server.addFile("/file", "x");
     server.addFile("/forbidden", "x");
     connect();
-    server.fault({.method = "PROPFIND", .path = "/forbidden", .times = Fault::kAlways, .status = 403});
+    server.fault(
+        {.method = "PROPFIND", .path = "/forbidden", .times = Fault::kAlways, .status = 403});
     const QString longest(247, 'n');
     server.addFile("/" + longest, "x");
     const struct {
@@ -48,11 +52,12 @@ TEST_F(Reading, ReadsAnyPlaceOfAFile) {
     const struct {
         qint64 offset;
         int size;
-    } cases[] = {{0, 10},          {65530, 12},          {kMiB - 1, 2},           {12 * kMiB, 131072},
+    } cases[] = {{0, 10},          {65530, 12},          {kMiB - 1, 2},    {12 * kMiB, 131072},
                  {20 * kMiB, 100}, {20 * kMiB + 5, 100}, {25 * kMiB, 100}, {3 * kMiB + 7, 65536}};
     for (const auto &one : cases) {
         const qint64 there = std::clamp<qint64>(20 * kMiB + 5 - one.offset, 0, one.size);
-        EXPECT_EQ(read("/big", handle, one.offset, one.size), TestServer::generatedBytes(one.offset, there))
+        EXPECT_EQ(read("/big", handle, one.offset, one.size),
+                  TestServer::generatedBytes(one.offset, there))
             << one.offset;
     }
     disk->releaseFileAtPath("/big", handle);
@@ -92,7 +97,8 @@ TEST_F(Reading, AFailedFetchIsAnErrorAndLaterReadsRecover) {
         EXPECT_TRUE(read(path, handle, 0, 100000).isNull()) << path.toStdString();
         EXPECT_EQ(failure ? failure->code : 0, EIO) << path.toStdString();
         server.clearFaults();
-        EXPECT_EQ(read(path, handle, 0, 100000), TestServer::generatedBytes(0, 100000)) << path.toStdString();
+        EXPECT_EQ(read(path, handle, 0, 100000), TestServer::generatedBytes(0, 100000))
+            << path.toStdString();
     }
 }
 
@@ -111,7 +117,8 @@ TEST_F(Reading, AWholeFileInPlaceOfARangeGivesTheRightBytes) {
     ASSERT_TRUE(handle);
     server.fault({.method = "GET", .path = "/big", .times = Fault::kAlways, .ignoreRange = true});
     for (const qint64 offset : {qint64(0), 5 * kMiB, 29 * kMiB})
-        EXPECT_EQ(read("/big", handle, offset, 70000), TestServer::generatedBytes(offset, 70000)) << offset;
+        EXPECT_EQ(read("/big", handle, offset, 70000), TestServer::generatedBytes(offset, 70000))
+            << offset;
 }
 
 // The file is replaced between two fetches: a read gives the one or the other version, never both.
@@ -142,4 +149,22 @@ TEST_F(Reading, TheFileGoesAwayUnderAnOpenHandle) {
     EXPECT_TRUE(read("/file", handle, 5 * kMiB, 4).isNull());
     EXPECT_EQ(failure->code, EIO);
     disk->releaseFileAtPath("/file", handle);
+}
+
+// A program that looks every moment must see a change as soon as one that comes back later.
+TEST_F(Reading, LookingAgainAndAgainDoesNotKeepAnOldAnswerAlive) {
+    server.addFile("/file", "old");
+    connect();
+    const auto start = std::chrono::steady_clock::now();
+    const auto seen = [&] {
+        const HandlePtr handle = open("/file");
+        disk->releaseFileAtPath("/file", handle);
+        return disk->attributesOfItemAtPath("/file", nullptr, nullptr)->value(NSFileSize).toInt();
+    };
+    ASSERT_EQ(seen(), 3);
+    server.addFile("/file", "newer");
+    while (seen() != 5) {
+        ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
 }

@@ -1,5 +1,4 @@
 #include "VolumeFixture.h"
-
 #include "webdav/Namespaces.h"
 
 class Volume : public VolumeFixture {
@@ -25,8 +24,12 @@ TEST_F(Volume, QuotaTextBecomesSizes) {
         qint64 size;
         qint64 free;
     } cases[] = {
-        {"100/1000", true, 1000, 900}, {"2000/1000", true, 1000, 0}, {"", false, 0, 0},
-        {"100", false, 0, 0},          {"0/0", true, 0, 0},          {"1/5000000000/x", true, 5000000000, 4999999999},
+        {"100/1000", true, 1000, 900},
+        {"2000/1000", true, 1000, 0},
+        {"", false, 0, 0},
+        {"100", false, 0, 0},
+        {"0/0", true, 0, 0},
+        {"1/5000000000/x", true, 5000000000, 4999999999},
     };
     server.makeVelmora();
     connect();
@@ -52,9 +55,9 @@ TEST_F(Volume, WhichFolderTheRootsQuotaIsTakenFrom) {
         const char *primary;
         const char *expected;
     } cases[] = {
-        {"root", nullptr, nullptr, "/%USER"}, {"root", nullptr, "home", "/home"},
+        {"root", nullptr, nullptr, "/%USER"},    {"root", nullptr, "home", "/home"},
         {"root", "/a/b/c/file", "home", "/a/b"}, {"root", "/file", "home", "/home"},
-        {"primary", nullptr, "home", "/%USER"}, {"primary", "/a/b/file", "home", "/a"},
+        {"primary", nullptr, "home", "/%USER"},  {"primary", "/a/b/file", "home", "/a"},
         {"other", "/a/b/file", "home", "/"},
     };
     for (const auto &one : cases) {
@@ -71,7 +74,8 @@ TEST_F(Volume, WhichFolderTheRootsQuotaIsTakenFrom) {
         info->username = "anna";
         const auto session = std::make_shared<VDWebDAVConnect>(info, fresh.url());
         ASSERT_TRUE(session->IsDAVServer(QString(), nullptr));
-        const auto volume = std::make_shared<VelmoraDisk>(session, std::weak_ptr<MountOwner>(), "/Volumes/Q", "Q");
+        const auto volume =
+            std::make_shared<VelmoraDisk>(session, std::weak_ptr<MountOwner>(), "/Volumes/Q", "Q");
         HandlePtr handle;
         if (one.opened) {
             ASSERT_TRUE(volume->openFileAtPath(one.opened, O_RDONLY, &handle, nullptr));
@@ -82,7 +86,8 @@ TEST_F(Volume, WhichFolderTheRootsQuotaIsTakenFrom) {
         for (const RecordedRequest &request : fresh.requests("PROPFIND"))
             if (request.has("X-KQ-GET-QUOTA"))
                 asked = request.path();
-        EXPECT_EQ(asked, QString(one.expected).replace("%USER", "anna")) << one.type << " " << (one.opened ? one.opened : "");
+        EXPECT_EQ(asked, QString(one.expected).replace("%USER", "anna"))
+            << one.type << " " << (one.opened ? one.opened : "");
         volume->mountError();
     }
 }
@@ -110,19 +115,21 @@ TEST_F(Volume, WhatCannotBeWritten) {
         bool parentEntry;
         bool refused;
     } cases[] = {
-        {"/shared/a", true, true, true},   // a share itself
-        {"/root/a", true, true, false},    // an item known by itself isn't judged by its folder
-        {"/root/b", false, true, true},    // what isn't there yet is
+        {"/shared/a", true, true, true},  // a share itself
+        {"/root/a", true, true, false},   // an item known by itself isn't judged by its folder
+        {"/root/b", false, true, true},   // what isn't there yet is
         {"/primary/b", false, true, true},
         {"/locked/b", false, true, true},  // the server denied writing to the folder
         {"/plain/b", false, true, false},
     };
     for (const auto &one : cases) {
         const QString path = QString::fromUtf8(one.path);
-        if (one.parentEntry)
+        if (one.parentEntry) {
             ASSERT_EQ(attributesErrno(path.section('/', 0, -2)), 0);
-        if (one.ownEntry)
+        }
+        if (one.ownEntry) {
             ASSERT_EQ(attributesErrno(path), 0);
+        }
         server.clearRequests();
         EXPECT_EQ(disk->isCannotWrite(path), one.refused) << one.path;
         EXPECT_EQ(server.requests().size(), 0) << one.path;
