@@ -44,7 +44,9 @@ class HrefReader {
         result.endsInSlash = item.size() < path.size();
         result.folder = folderOf(item.first(nameAt).toString());
         result.rawName = item.sliced(nameAt).toString();
-        result.name = dialect.decoded(result.rawName);
+        // Where that character stands unescaped, it stands for bytes that were none.
+        if (!result.rawName.contains(QChar::ReplacementCharacter))
+            result.name = dialect.decoded(result.rawName);
         result.key = decomposed(result.name.isNull() ? result.rawName : result.name);
         return result;
     }

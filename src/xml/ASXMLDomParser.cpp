@@ -2,6 +2,8 @@
 
 #include <QXmlStreamReader>
 
+#include "xml/ReadableXml.h"
+
 namespace {
 
 const QString kParserErrorDomain = QStringLiteral("NSXMLParserErrorDomain");
@@ -19,7 +21,7 @@ bool ASXMLDomParser::parse(const QByteArray &data) {
     error.reset();
     elementCount = 0;
 
-    QXmlStreamReader reader(data);
+    QXmlStreamReader reader(readableXml(data));
     reader.setNamespaceProcessing(false);
     while (!reader.atEnd() && !error) {
         switch (reader.readNext()) {
