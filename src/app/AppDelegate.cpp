@@ -4,7 +4,6 @@
 
 #include <QDir>
 
-#include "app/MainThread.h"
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
 #include "connection/LoginCheck.h"
@@ -31,7 +30,7 @@ std::shared_ptr<AppDelegate> AppDelegate::create(const SystemProxySource &proxie
         [weak = application->weak_from_this()](GMUserFileSystem::Notification notification,
                                                const GMUserFileSystem *sender,
                                                const std::optional<Error> &error) {
-            postToMainThread([weak, notification, sender, error] {
+            VDCommonUtils::postToMainThread([weak, notification, sender, error] {
                 if (const auto self = weak.lock())
                     self->hostChanged(sender, notification, error);
             });

@@ -94,7 +94,8 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
     struct HostState {
         QString connectionName;
         bool isRetiring = false;
-        GMUserFileSystem::Notification outcome{};
+        GMUserFileSystem::Notification outcome =
+            GMUserFileSystem::Notification::kGMUserFileSystemDidUnmount;
         std::optional<Error> error;
     };
 

@@ -6,7 +6,7 @@
 #include <QCoreApplication>
 
 #include "app/AppDelegate.h"
-#include "app/MainThread.h"
+#include "app/RunAside.h"
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
 #include "connection/LoginCheck.h"
@@ -81,7 +81,7 @@ void AppDelegate::mountVelmora(const std::shared_ptr<VDWebDAVConnect> &session,
     const auto disk = std::make_shared<VelmoraDisk>(
         session, weak_from_this(), mountPointOf(*record, session->user), volumeName);
     const auto host = std::make_shared<GMUserFileSystem>(disk, false);
-    hosts.insert(host.get(), HostState{record->connectionName, false, {}, {}});
+    hosts.insert(host.get(), HostState{.connectionName = record->connectionName, .error = {}});
     host->mountAtPath(disk->mountPath(), makeMountOption(volumeName), true, true);
     // Before it is known whether the mount works: a failure takes it back.
     fsList[record->connectionName] = host;
@@ -178,7 +178,7 @@ void AppDelegate::mount(const QString &connectionName) {
 }
 
 void AppDelegate::umount(const QString &connectionName) {
-    postToMainThread([weak = weak_from_this(), connectionName] {
+    VDCommonUtils::postToMainThread([weak = weak_from_this(), connectionName] {
         if (const auto self = weak.lock())
             self->leaveTables(connectionName, false);
     });

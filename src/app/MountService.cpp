@@ -10,7 +10,6 @@
 #include <QCoreApplication>
 #include <QJsonArray>
 
-#include "app/MainThread.h"
 #include "common/Text.h"
 #include "connection/VDConnectionInfo.h"
 #include "fs/VelmoraDisk.h"
@@ -162,7 +161,7 @@ void MountService::dispatch(Job job) {
     if (command != QStringLiteral("mount"))
         return job.reply(resultOf(false, localizedText("Cli_UnknownRequest")));
     mountQueue.enqueue(std::move(job));
-    postToMainThread([this] { runNextMount(); });
+    QTimer::singleShot(0, &idleTimer, [this] { runNextMount(); });
 }
 
 void MountService::runNextMount() {
@@ -177,7 +176,7 @@ void MountService::runNextMount() {
     isMounting = false;
     mountingReply = nullptr;
     considerEnd();
-    postToMainThread([this] { runNextMount(); });
+    QTimer::singleShot(0, &idleTimer, [this] { runNextMount(); });
 }
 
 QJsonObject MountService::status(bool acknowledge) {

@@ -2,9 +2,6 @@
 
 #include <functional>
 
-// Runs the work on the main thread at its next turn. Any thread.
-void postToMainThread(std::function<void()> work);
-
 // Runs the work on a thread of its own, for calls that may wait for a volume; `then` follows on the
 // main thread.
 void runAside(std::function<void()> work, std::function<void()> then);

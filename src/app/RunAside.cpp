@@ -1,11 +1,7 @@
-#include "app/MainThread.h"
+#include "app/RunAside.h"
 
 #include <QCoreApplication>
 #include <QThread>
-
-void postToMainThread(std::function<void()> work) {
-    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(work), Qt::QueuedConnection);
-}
 
 void runAside(std::function<void()> work, std::function<void()> then) {
     QThread *const thread = QThread::create(std::move(work));
