@@ -2,6 +2,7 @@
 
 relay.py PORT MILLISECONDS prints its own port and relays until it is killed or its starter ends."""
 import asyncio
+import contextlib
 import os
 import sys
 
@@ -14,24 +15,25 @@ async def carry(reader, writer, delay):
     queue = asyncio.Queue(64)
 
     async def deliver():
-        while True:
-            due, data = await queue.get()
-            await asyncio.sleep(max(0, due - loop.time()))
-            if not data:
-                break
-            writer.write(data)
-            await writer.drain()
-        if writer.can_write_eof():
-            writer.write_eof()
+        # A side that hung up is no concern of the relay's: what is still under way to it is dropped.
+        with contextlib.suppress(ConnectionError):
+            while True:
+                due, data = await queue.get()
+                await asyncio.sleep(max(0, due - loop.time()))
+                if not data:
+                    break
+                writer.write(data)
+                await writer.drain()
+            if writer.can_write_eof():
+                writer.write_eof()
 
     delivering = asyncio.create_task(deliver())
-    try:
-        while data := await reader.read(1 << 18):
+    with contextlib.suppress(ConnectionError):
+        while not delivering.done() and (data := await reader.read(1 << 18)):
             await queue.put((loop.time() + delay, data))
+    if not delivering.done():
         await queue.put((loop.time() + delay, b""))
-        await delivering
-    except (ConnectionError, OSError):
-        delivering.cancel()
+    await delivering
 
 
 async def main():

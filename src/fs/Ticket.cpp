@@ -13,7 +13,8 @@ const void *freshToken() {
 
 }  // namespace
 
-Ticket::Ticket(AccessControler &queue, const QString &path) : queue(queue), path(path), token(freshToken()) {
+Ticket::Ticket(AccessControler &queue, const QString &path)
+    : queue(queue), path(path), token(freshToken()) {
     queue.getLock(path, token);
 }
 

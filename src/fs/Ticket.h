@@ -4,8 +4,8 @@
 
 #include "cache/AccessControler.h"
 
-// One call's place at the head of a path's queue, given back at the end of the scope unless the call
-// leaves it held. A held ticket lapses by the queue's own time limit.
+// One call's place at the head of a path's queue, given back at the end of the scope unless the
+// call leaves it held. A held ticket lapses by the queue's own time limit.
 class Ticket {
   public:
     Ticket(AccessControler &queue, const QString &path);

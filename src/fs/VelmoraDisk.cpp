@@ -2,8 +2,6 @@
 
 #include "fs/VelmoraDisk.h"
 
-#include <QDir>
-
 #include "cache/AccessControler.h"
 #include "cache/CacheController.h"
 #include "cache/FileSystemInfoCache.h"
@@ -14,15 +12,6 @@
 #include "platform/system/FavoritesList.h"
 #include "platform/ui/UserInterface.h"
 #include "webdav/VDWebDAVConnect.h"
-
-namespace {
-
-QString cacheFilePath(const QString &mountPath) {
-    return QStringLiteral("%1/.VelmoraDisk_Store/%2%3")
-        .arg(QDir::homePath(), mountPath, QStringLiteral(".VelmoraDiskcache"));
-}
-
-}  // namespace
 
 VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
                          std::weak_ptr<MountOwner> startupmenu, const QString &mountPath,
@@ -35,7 +24,9 @@ VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
       sysInfoCache(std::make_unique<FileSystemInfoCache>()),
       accessCol(std::make_unique<AccessControler>()),
       lockCtr(std::make_shared<VDLockController>(DAVConnection, mountPath, connectionName)),
-      cacheCtr(std::make_unique<CacheController>(DAVConnection, cacheFilePath(mountPath))),
+      cacheCtr(std::make_unique<CacheController>(
+          // Beside the store, wherever that had to go: two mounts never share a file.
+          DAVConnection, virtualStoreCtl->storePath() + QStringLiteral(".VelmoraDiskcache"))),
       currentMountPath(mountPath) {
     cacheCtr->setMetadataCache(metaDataCache);
 }
@@ -115,7 +106,7 @@ void VelmoraDisk::disposeMount() {
     metaDataCache->dispose();
     lockCtr->dispose();
     cacheCtr->disposeCache();
-    QDir(virtualStoreCtl->storePath()).removeRecursively();
+    virtualStoreCtl->removeStore();
 }
 
 void VelmoraDisk::removeSidebarEntry() {

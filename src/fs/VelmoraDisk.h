@@ -88,6 +88,9 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     void enterInParent(const QString &path);
     void leaveParent(const QString &path);
     void noteListingFailure(WebDavResourceCache &entry, const Error &failure);
+    // After a listing, reads the attributes of all its items in one request where they are asked
+    // for one by one. True where the path's own are in the metadata cache now.
+    bool lookAhead(const QString &path);
     void rememberTypes(const QString &folder, const QStringList &names, const ListingTypes &types);
 
     QString quotaPath(const QString &path);
@@ -114,6 +117,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     struct {
         QString folder;
         QHash<QString, bool> isFolder;
+        qsizetype count = 0;  // names
+        int asked = 0;        // attributes asked for since, one by one
     } lastListing;
 
     mutable std::mutex mountMutex;  // guards the four below

@@ -3,6 +3,7 @@
 
 #include <QFileInfo>
 
+#include "cache/CachePaths.h"
 #include "cache/MetaDataCache.h"
 #include "common/VDCommonUtils.h"
 #include "fs/Ticket.h"
@@ -11,14 +12,6 @@
 #include "webdav/VDWebDAVConnect.h"
 
 namespace {
-
-QString decomposed(const QString &text) {
-    return text.normalized(QString::NormalizationForm_D);
-}
-
-QString lastComponent(const QString &path) {
-    return path.section(QLatin1Char('/'), -1);
-}
 
 // Names that never reach the server.
 std::optional<int> literalRefusal(const QString &path) {
@@ -97,8 +90,10 @@ void VelmoraDisk::noteListingFailure(WebDavResourceCache &entry, const Error &fa
 
 void VelmoraDisk::rememberTypes(const QString &folder, const QStringList &names,
                                 const ListingTypes &types) {
-    lastListing.folder = decomposed(folder);
+    lastListing.folder = cacheKey(folder);
     lastListing.isFolder.clear();
+    lastListing.count = names.size();
+    lastListing.asked = 0;
     if (!types.known)
         return;
     for (const QString &name : names)
@@ -111,10 +106,10 @@ std::optional<bool> VelmoraDisk::isKnownDirectory(const QString &path) {
         if (resource && !resource->error)
             return resource->contentType == 0;
     }
-    const QString key = decomposed(path);
+    const QString key = cacheKey(path);
     if (VDCommonUtils::getParentName(key) != lastListing.folder)
         return std::nullopt;
-    const auto known = lastListing.isFolder.constFind(lastComponent(key));
+    const auto known = lastListing.isFolder.constFind(VDCommonUtils::lastPathComponent(key));
     if (known == lastListing.isFolder.constEnd())
         return std::nullopt;
     return *known;
@@ -145,6 +140,8 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
     if (!entry)
         entry = std::make_shared<WebDavResourceCache>();
 
+    if (!entry->webDavResource() && lookAhead(path))
+        entry = metaDataCache->getMetaData(path);
     if (!entry->webDavResource()) {
         const auto resource = resourceFromServer(path);
         entry->setWebDavResource(resource);
@@ -199,7 +196,7 @@ void VelmoraDisk::enterInParent(const QString &path) {
     const QString parentPath = VDCommonUtils::getParentName(path);
     const Ticket ticket(*accessCol, parentPath);
     if (const EntryPtr parent = metaDataCache->getMetaData(parentPath))
-        parent->insertChilds(lastComponent(path));
+        parent->insertChilds(VDCommonUtils::lastPathComponent(path));
 }
 
 // Without the parent's ticket: the failed query has no business waiting for the folder.
@@ -207,7 +204,7 @@ void VelmoraDisk::leaveParent(const QString &path) {
     if (path == QLatin1String("/"))
         return;
     if (const EntryPtr parent = metaDataCache->getMetaData(VDCommonUtils::getParentName(path)))
-        parent->removeChild(lastComponent(path));
+        parent->removeChild(VDCommonUtils::lastPathComponent(path));
 }
 
 bool VelmoraDisk::isWordFile(const QString &path) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include "cache/MetaDataCache.h"
+#include "common/VDCommonUtils.h"
 #include "fs/Ticket.h"
 #include "fs/VelmoraDisk.h"
 #include "model/WebDavResource.h"
@@ -14,7 +15,7 @@ namespace {
 constexpr int kNameLimit = 247;
 
 bool isNameTooLong(const QString &path) {
-    return path.section(QLatin1Char('/'), -1).toUtf8().size() > kNameLimit;
+    return VDCommonUtils::lastPathComponent(path).toUtf8().size() > kNameLimit;
 }
 
 constexpr int32_t kOpenTypeOfMode[] = {1, 2, 3, 0};  // by the low two bits of the mode

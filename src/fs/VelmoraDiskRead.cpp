@@ -37,8 +37,8 @@ int failRead(int posix, ErrorOut error) {
 
 }  // namespace
 
-int VelmoraDisk::readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer, size_t size,
-                                qint64 offset, ErrorOut error) {
+int VelmoraDisk::readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer,
+                                size_t size, qint64 offset, ErrorOut error) {
     if (!userData)
         return failRead(EIO, error);
     const auto handle = std::static_pointer_cast<UserData>(userData);
@@ -50,11 +50,13 @@ int VelmoraDisk::readFileAtPath(const QString &path, const HandlePtr &userData, 
     return readServerFile(path, entry, buffer, size, offset, error);
 }
 
-std::optional<int> VelmoraDisk::readLocalFile(const QString &path, WebDavResourceCache &entry, char *buffer,
-                                              size_t size, qint64 offset, ErrorOut error) {
+std::optional<int> VelmoraDisk::readLocalFile(const QString &path, WebDavResourceCache &entry,
+                                              char *buffer, size_t size, qint64 offset,
+                                              ErrorOut error) {
     const std::lock_guard lock(entry.syncObj);
     if (entry.uploadThread() && entry.file_node < 0) {
-        const int node = ::open(virtualStoreCtl->getVirtualPath(path).toUtf8().constData(), O_RDWR | O_CLOEXEC);
+        const int node =
+            ::open(virtualStoreCtl->getVirtualPath(path).toUtf8().constData(), O_RDWR | O_CLOEXEC);
         if (node < 0)
             return failRead(errno, error);
         entry.streamActive = true;
@@ -68,8 +70,8 @@ std::optional<int> VelmoraDisk::readLocalFile(const QString &path, WebDavResourc
     return static_cast<int>(count);
 }
 
-int VelmoraDisk::readServerFile(const QString &path, const EntryPtr &entry, char *buffer, size_t size,
-                                qint64 offset, ErrorOut error) {
+int VelmoraDisk::readServerFile(const QString &path, const EntryPtr &entry, char *buffer,
+                                size_t size, qint64 offset, ErrorOut error) {
     bool triedAgain = false;
     for (int attempt = 0; attempt < kVersionAttempts;) {
         const auto resource = entry->webDavResource();
@@ -87,8 +89,9 @@ int VelmoraDisk::readServerFile(const QString &path, const EntryPtr &entry, char
                 break;
             continue;
         }
-        // The cache keeps a failed first fetch as an empty map and would answer 0 for good; an empty
-        // answer in the middle of a file is a failure, and the next read must ask the server again.
+        // The cache keeps a failed first fetch as an empty map and would answer 0 for good; an
+        // empty answer in the middle of a file is a failure, and the next read must ask the server
+        // again.
         if (count == 0)
             cacheCtr->remove(path);
         if (triedAgain || timer.elapsed() > kQuickFailureMs)

@@ -1,5 +1,7 @@
 // How full the volume is, and which paths may be written.
 
+#include <algorithm>
+
 #include "cache/FileSystemInfoCache.h"
 #include "cache/MetaDataCache.h"
 #include "common/VDCommonUtils.h"
@@ -21,8 +23,8 @@ void readQuota(const QString &text, FileSystemInfo &info) {
     info.getable = pieces.size() >= 2;
     if (!info.getable)
         return;
-    info.allSize = pieces[1].toLongLong();
-    info.usedSize = std::min(pieces[0].toLongLong(), info.allSize);
+    info.allSize = std::max(pieces[1].toLongLong(), 0LL);
+    info.usedSize = std::clamp(pieces[0].toLongLong(), 0LL, info.allSize);
 }
 
 }  // namespace
@@ -46,7 +48,8 @@ AttributeMap VelmoraDisk::attributesOfFileSystemForPath(const QString &path, Err
     }
     if (!info->getable)
         return {};
-    return {{NSFileSystemSize, info->allSize}, {NSFileSystemFreeSize, info->allSize - info->usedSize}};
+    return {{NSFileSystemSize, info->allSize},
+            {NSFileSystemFreeSize, info->allSize - info->usedSize}};
 }
 
 QString VelmoraDisk::quotaPath(const QString &path) {
@@ -66,7 +69,8 @@ QString VelmoraDisk::quotaPathOfRoot() {
         const QString folder = VDCommonUtils::getParentName(lastAccessFilepath);
         if (folder.size() >= 2)
             return VDCommonUtils::partPath(folder, 2);
-        return kRoot + (DAVConnection->primary.isEmpty() ? DAVConnection->user : DAVConnection->primary);
+        return kRoot +
+               (DAVConnection->primary.isEmpty() ? DAVConnection->user : DAVConnection->primary);
     }
     if (topFolderType == QLatin1String("primary")) {
         if (lastAccessFilepath.size() >= 2)
@@ -97,15 +101,17 @@ bool VelmoraDisk::isCannotWrite(const QString &path) {
 }
 
 bool VelmoraDisk::isRefusedByServer(const QString &path, ErrorOut error) {
-    const CommandPtr command =
-        DAVConnection->getItemProperty(path, {}, {}, HeaderFields{{kCheckWritable, QStringLiteral("")}}, error);
+    const CommandPtr command = DAVConnection->getItemProperty(
+        path, {}, {}, HeaderFields{{kCheckWritable, QStringLiteral("")}}, error);
     if (!command)
         return false;
-    return VDCommonUtils::getObjectFromDictionaryIgnoreCase(command->responseHeader(), kCheckWritable).toString() ==
-           QLatin1String("false");
+    return VDCommonUtils::getObjectFromDictionaryIgnoreCase(command->responseHeader(),
+                                                            kCheckWritable)
+               .toString() == QLatin1String("false");
 }
 
-std::optional<QByteArray> VelmoraDisk::valueOfExtendedAttribute(const QString &name, const QString &, qint64,
+std::optional<QByteArray> VelmoraDisk::valueOfExtendedAttribute(const QString &name,
+                                                                const QString &, qint64,
                                                                 ErrorOut error) {
     if (name != QLatin1String("com.apple.quarantine"))
         setError(error, Error::errorWithPOSIXCode(ENOTSUP));

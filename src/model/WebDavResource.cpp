@@ -53,15 +53,23 @@ std::shared_ptr<WebDavResource> failedRead(const Error &error) {
     return resource;
 }
 
-CommandPtr askProperties(VDWebDAVConnect &session, const QString &path, ErrorOut error) {
+QStringList propertyNames() {
     QStringList names;
-    QStringList nameSpaces;
-    for (const Property &property : kProperties) {
+    for (const Property &property : kProperties)
         names.append(property.name);
+    return names;
+}
+
+QStringList propertyNameSpaces() {
+    QStringList nameSpaces;
+    for (const Property &property : kProperties)
         nameSpaces.append(property.nameSpace);
-    }
-    return session.getItemProperty(path, names, nameSpaces, {{kCheckWritable, QStringLiteral("")}},
-                                   error);
+    return nameSpaces;
+}
+
+CommandPtr askProperties(VDWebDAVConnect &session, const QString &path, ErrorOut error) {
+    return session.getItemProperty(path, propertyNames(), propertyNameSpaces(),
+                                   {{kCheckWritable, QStringLiteral("")}}, error);
 }
 
 // The vendor's server is taken at its word. From another one, an answer that breaks off or isn't a
@@ -101,6 +109,22 @@ std::shared_ptr<WebDavResource> WebDavResource::createWebDAVItem(VDWebDAVConnect
     resource->publicHostFromServer = session.publicHost;
     resource->relativePath = path;
     return resource;
+}
+
+QHash<QString, std::shared_ptr<WebDavResource>> WebDavResource::createWebDAVItemsOfFolder(
+    VDWebDAVConnect &session, const QUrl &serverRoot, const QString &path) {
+    QHash<QString, std::shared_ptr<WebDavResource>> resources;
+    const auto items =
+        session.getItemsOfFolder(path, propertyNames(), propertyNameSpaces(), nullptr);
+    for (auto item = items.begin(); item != items.end(); ++item) {
+        const auto resource = parsePropertyXML(*item.value(), LockReading::always);
+        resource->serverRoot = serverRoot;
+        resource->publicHostFromServer = session.publicHost;
+        resource->relativePath = (path == u"/" ? QString() : path) + u'/' +
+                                 item.key().normalized(QString::NormalizationForm_C);
+        resources.insert(item.key(), resource);
+    }
+    return resources;
 }
 
 std::shared_ptr<WebDavResource> WebDavResource::createNewFileIsDirectory(bool isDirectory) {

@@ -61,6 +61,13 @@ struct WebDavResource {
     // Never null; an empty tree gives a file.
     static std::shared_ptr<WebDavResource> parsePropertyXML(
         const ASXMLDomParser &parser, LockReading lockReading = LockReading::onlyWithText);
+    // One "response" of an answer that holds several.
+    static std::shared_ptr<WebDavResource> parsePropertyXML(const ASXMLDomNode &response,
+                                                            LockReading lockReading);
+    // Every item of a folder by its decomposed name, in one request; for servers that aren't the
+    // vendor's. Empty where it failed.
+    static QHash<QString, std::shared_ptr<WebDavResource>> createWebDAVItemsOfFolder(
+        VDWebDAVConnect &session, const QUrl &serverRoot, const QString &path);
     // From path to "response" node, for bulk listings. Reads some properties differently, see
     // there.
     static QHash<QString, std::shared_ptr<WebDavResource>> createFromHash(

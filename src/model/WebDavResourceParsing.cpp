@@ -175,13 +175,13 @@ void readProperty(const ReaderTable &readers, const ASXMLDomNode &node, Reading 
         read(node, reading);
 }
 
-}  // namespace
-
-std::shared_ptr<WebDavResource> WebDavResource::parsePropertyXML(const ASXMLDomParser &parser,
-                                                                 LockReading lockReading) {
+// From a whole answer or one "response" of it.
+template <typename Source>
+std::shared_ptr<WebDavResource> readItem(const Source &source,
+                                         WebDavResource::LockReading lockReading) {
     const auto resource = std::make_shared<WebDavResource>();
     Reading reading{*resource, lockReading};
-    forEachProperty(parser,
+    forEachProperty(source,
                     [&](const ASXMLDomNode &node) { readProperty(kItemReaders, node, reading); });
     if (!resource->fileUploadDate.isValid())
         resource->fileUploadDate = resource->fileLastModified;
@@ -190,6 +190,18 @@ std::shared_ptr<WebDavResource> WebDavResource::parsePropertyXML(const ASXMLDomP
         resource->lockType = kLocked;
     settleLockModes(reading);
     return resource;
+}
+
+}  // namespace
+
+std::shared_ptr<WebDavResource> WebDavResource::parsePropertyXML(const ASXMLDomParser &parser,
+                                                                 LockReading lockReading) {
+    return readItem(parser, lockReading);
+}
+
+std::shared_ptr<WebDavResource> WebDavResource::parsePropertyXML(const ASXMLDomNode &response,
+                                                                 LockReading lockReading) {
+    return readItem(response, lockReading);
 }
 
 QHash<QString, std::shared_ptr<WebDavResource>> WebDavResource::createFromHash(

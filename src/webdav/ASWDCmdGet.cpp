@@ -7,21 +7,21 @@
 #include <QFile>
 #include <QRegularExpression>
 
+#include "common/LocalFileDates.h"
+#include "common/VDCommonUtils.h"
+#include "webdav/StatusTable.h"
+
 namespace {
 
 // An error page longer than this isn't read to its end.
 constexpr qint64 kMostDroppedBytes = 1024 * 1024;
 
 // The first byte of "bytes 0-499/1234".
-std::optional<qint64> rangeStart(const QVariantMap &header) {
+std::optional<qint64> rangeStart(const ASWDCmd &command) {
     static const QRegularExpression form(QStringLiteral("^bytes[ =](\\d+)-\\d+"));
-    for (auto field = header.cbegin(); field != header.cend(); ++field) {
-        if (field.key().compare(QLatin1String("Content-Range"), Qt::CaseInsensitive) != 0)
-            continue;
-        const QRegularExpressionMatch match = form.match(field.value().toString());
-        return match.hasMatch() ? std::optional(match.captured(1).toLongLong()) : std::nullopt;
-    }
-    return std::nullopt;
+    const QRegularExpressionMatch match =
+        form.match(answerField(command, QStringLiteral("Content-Range")).value_or(QString()));
+    return match.hasMatch() ? std::optional(match.captured(1).toLongLong()) : std::nullopt;
 }
 
 }  // namespace
@@ -102,7 +102,7 @@ HttpReadStreamClient::Reading ASWDCmdGetImpl::connectionHandleBytes(ASHttpConnec
 bool ASWDCmdGetImpl::beginBody(ASHttpConnection &connection) {
     position = 0;
     if (connection.statusCode() == 206) {
-        const std::optional<qint64> start = rangeStart(connection.responseHeader());
+        const std::optional<qint64> start = rangeStart(*this);
         if (wantedStart >= 0 && start != wantedStart)
             return false;
         position = start.value_or(0);
@@ -122,4 +122,16 @@ void ASWDCmdGetImpl::willEnd() {
     ASWDCmdGetStream::willEnd();
     if (localfile.isNull() && !error)
         responseData = memory.isNull() ? QByteArray("") : std::move(memory);
+}
+
+void ASWDCmdGetImpl::applyServerDates() const {
+    const auto field = [this](const char *name) {
+        return answerField(*this, QString::fromLatin1(name)).value_or(QString());
+    };
+    const QString created = field("X-KQ-CreationDate");
+    LocalFileDates dates;
+    if (created.size() >= 2)
+        dates.creation = VDCommonUtils::parseDate(created);
+    dates.modification = VDCommonUtils::parseLastmodifiedDate(field("Last-Modified"));
+    dates.applyTo(localfile);
 }

@@ -56,6 +56,8 @@ class ASWDCmdGetImpl : public ASWDCmdGetStream {
     qint64 wantedLength = -1;
 
     bool execute() override;
+    // Gives localfile the dates that the answer tells. A failure is of no consequence.
+    void applyServerDates() const;
 
   protected:
     Reading connectionHandleBytes(ASHttpConnection &connection, const char *bytes,

@@ -9,3 +9,6 @@
 // hasn't got without a value.
 void forEachProperty(const ASXMLDomParser &parser,
                      const std::function<void(const ASXMLDomNode &)> &visit);
+// The same of one "response".
+void forEachProperty(const ASXMLDomNode &response,
+                     const std::function<void(const ASXMLDomNode &)> &visit);

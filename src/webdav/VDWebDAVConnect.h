@@ -22,6 +22,7 @@
 
 class ASWDCmd;
 class ASWDCmdBase;
+class ASXMLDomNode;
 class ASWDCmdPut;
 class ASXMLDomParser;
 class DownloadThread;
@@ -105,6 +106,13 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     // error.
     QMap<QString, QString> getFileList(const QString &path, Writable *writable, ErrorOut error,
                                        ListingTypes *types = nullptr);
+    // The "response" of every item of a folder by the decoded, decomposed name, with these
+    // properties. One request and one attempt. Looks ahead of single reads; never for the vendor's
+    // server, whose single reads tell more.
+    QMap<QString, std::shared_ptr<ASXMLDomNode>> getItemsOfFolder(const QString &path,
+                                                                  const QStringList &propNames,
+                                                                  const QStringList &nameSpaces,
+                                                                  ErrorOut error);
     CommandPtr getCollectionProperty(const QString &path, ErrorOut error);
     CommandPtr getCollectionProperty(const QString &path, const QString &propName, ErrorOut error);
     CommandPtr getCollectionProperty(const QString &path, const QStringList &propNames,
@@ -233,6 +241,8 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     CommandPtr getItemPropertyInternal(const QString &path, const QStringList &propNames,
                                        const QStringList &nameSpaces, const HeaderFields &headers,
                                        ErrorOut error);
+    CommandPtr getItemsOfFolderInternal(const QString &path, const QStringList &propNames,
+                                        const QStringList &nameSpaces, ErrorOut error);
     QMap<QString, QString> getFileListInternal(const QString &path, Writable *writable,
                                                ErrorOut error, ListingTypes *types);
     QByteArray getMD5Internal(const QString &path, qint64 from, qint64 to, ErrorOut error);

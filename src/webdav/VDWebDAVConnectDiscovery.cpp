@@ -19,8 +19,9 @@ namespace {
 
 constexpr int kCancelledByUser = 22;
 
+// An answer without a body may also be told by 204.
 const StatusTable kOptionsTable = {
-    {200},
+    {200, 204},
     {{403, 7, StatusRow::kOutput},
      {400, 18, StatusRow::kOutput},
      {500, 11, StatusRow::kOutput},

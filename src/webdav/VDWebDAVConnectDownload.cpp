@@ -1,8 +1,6 @@
 // Content on the calling thread: whole files to disk, ranges to memory, and the questions about a
 // file's size and digest.
 
-#include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
 
 #include "common/VDCommonUtils.h"
@@ -33,14 +31,10 @@ const StatusTable kDigestTable = {{200}, kContentRows, {0, 13, StatusRow::kOutpu
 
 const HeaderFields kUntranslated = {{QStringLiteral("Translate"), QStringLiteral("f")}};
 
-QDateTime lastModifiedOf(const ASWDCmd &command) {
-    return VDCommonUtils::parseLastmodifiedDate(
-        answerField(command, QStringLiteral("Last-Modified")).value_or(QString()));
-}
-
 RangeAnswer rangeAnswerOf(const ASWDCmd &command) {
     RangeAnswer answer;
-    answer.lastModified = lastModifiedOf(command);
+    answer.lastModified = VDCommonUtils::parseLastmodifiedDate(
+        answerField(command, QStringLiteral("Last-Modified")).value_or(QString()));
     static const QRegularExpression total(QStringLiteral("/\\s*([0-9]+)\\s*$"));
     // A refused range comes with the file's size in the same field as a part.
     const int status = answerStatus(command);
@@ -74,12 +68,7 @@ bool VDWebDAVConnect::fileDownload(const QString &localPath, const QString &srcp
     command->localfile = localPath;
     if (runCommand(*this, *command, kFileTable, error) != Outcome::kSuccess)
         return false;
-
-    // The creation date that the vendor's server sends has no place here: it can't be set.
-    const QDateTime lastModified = lastModifiedOf(*command);
-    QFile file(localPath);
-    if (lastModified.isValid() && file.open(QIODevice::ReadWrite))
-        file.setFileTime(lastModified, QFileDevice::FileModificationTime);
+    command->applyServerDates();
     return true;
 }
 

@@ -21,6 +21,7 @@ struct ListedItem {
     QString name;        // decoded; null where it is no text
     QString key;         // decomposed
     bool endsInSlash = false;
+    ASXMLDomNodePtr response;
 
     bool isSameAs(const ListedItem &other) const {
         return key == other.key && folder == other.folder;
@@ -33,7 +34,7 @@ class HrefReader {
   public:
     explicit HrefReader(const RequestDialect &dialect) : dialect(dialect) {}
 
-    ListedItem read(const QString &href) {
+    ListedItem read(const QString &href, const ASXMLDomNodePtr &response = nullptr) {
         const QString path = withoutOrigin(href.trimmed());
         QStringView item(path);
         while (item.endsWith(QLatin1Char('/')))
@@ -41,6 +42,7 @@ class HrefReader {
         const qsizetype nameAt = item.lastIndexOf(QLatin1Char('/')) + 1;
 
         ListedItem result;
+        result.response = response;
         result.endsInSlash = item.size() < path.size();
         result.folder = folderOf(item.first(nameAt).toString());
         result.rawName = item.sliced(nameAt).toString();
@@ -102,7 +104,7 @@ class Listing {
             if (isOwn)
                 own = hrefs.isEmpty() ? ListedItem() : reader.read(hrefs.last()->elementValue);
             else if (!hrefs.isEmpty())
-                items += reader.read(hrefs.last()->elementValue);
+                items += reader.read(hrefs.last()->elementValue, child);
         }
         if (!ownIsFirst)
             takeOwn(reader.read(asked.path(QUrl::FullyEncoded)));
@@ -192,6 +194,29 @@ QMap<QString, QString> VDWebDAVConnect::getFileListInternal(const QString &path,
     if (leftOut)
         warnOfLeftOutNames(path);
     return names;
+}
+
+QMap<QString, ASXMLDomNodePtr> VDWebDAVConnect::getItemsOfFolder(const QString &path,
+                                                                 const QStringList &propNames,
+                                                                 const QStringList &nameSpaces,
+                                                                 ErrorOut error) {
+    std::optional<Error> failure;
+    const CommandPtr command = getItemsOfFolderInternal(path, propNames, nameSpaces, &failure);
+    if (failure || !command) {
+        if (failure)
+            setError(error, *failure);
+        return {};
+    }
+    const auto parser = parsedBody(*command, QStringLiteral("Failure XML PARSE"), error);
+    if (!parser || !parser->rootElement)
+        return {};
+    QMap<QString, ASXMLDomNodePtr> items;
+    const Listing listing(*parser->rootElement, command->remoteURL, velmora, dialect());
+    for (const ListedItem &item : listing.items) {
+        if (isUsable(item.name) && !(items.contains(item.key) && !isComposed(item.name)))
+            items[item.key] = item.response;
+    }
+    return items;
 }
 
 void VDWebDAVConnect::warnOfLeftOutNames(const QString &folder) {

@@ -171,6 +171,13 @@ CommandPtr VDWebDAVConnect::getItemPropertyInternal(const QString &path,
                     error);
 }
 
+CommandPtr VDWebDAVConnect::getItemsOfFolderInternal(const QString &path,
+                                                     const QStringList &propNames,
+                                                     const QStringList &nameSpaces,
+                                                     ErrorOut error) {
+    return propFind(itemUrl(path), 1, namedPropFind(propNames, nameSpaces), {}, kReadTable, error);
+}
+
 bool VDWebDAVConnect::learnSpelling(const QString &path) {
     const QString before = serverNames.spelled(path);
     for (const QString &folder : serverNames.unlearnedFolders(path)) {

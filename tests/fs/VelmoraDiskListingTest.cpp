@@ -169,3 +169,53 @@ TEST_F(Listing, WordFiles) {
     EXPECT_FALSE(VelmoraDisk::isWordFile("/a.doc/letter.txt"));
     EXPECT_FALSE(VelmoraDisk::isWordFile("/doc"));
 }
+
+TEST_F(Listing, LooksAheadWhereAListedFoldersItemsAreAskedForOneByOne) {
+    const QDateTime modified = QDateTime::fromSecsSinceEpoch(1500000000, Qt::UTC);
+    for (int number = 0; number < 20; ++number)
+        server.addFile(QStringLiteral("/d/\u00e9 %1").arg(number), QByteArray(number, 'x'),
+                       modified);
+    server.addFolder("/d/folder");
+    connect();
+    const auto askAll = [&] {
+        server.clearRequests();
+        for (int number = 0; number < 20; ++number) {
+            const auto attributes = disk->attributesOfItemAtPath(
+                QStringLiteral("/d/\u00e9 %1").arg(number), nullptr, nullptr);
+            ASSERT_TRUE(attributes) << number;
+            EXPECT_EQ(attributes->value(NSFileType), NSFileTypeRegular);
+            EXPECT_EQ(attributes->value(NSFileSize).toInt(), number);
+            EXPECT_EQ(attributes->value(NSFileModificationDate).toDateTime(), modified);
+        }
+        EXPECT_EQ(disk->attributesOfItemAtPath("/d/folder", nullptr, nullptr)->value(NSFileType),
+                  NSFileTypeDirectory);
+    };
+    ASSERT_TRUE(disk->contentsOfDirectoryAtPath("/d", nullptr));
+    askAll();
+    EXPECT_EQ(server.requests().size(), 2) << "one item by itself, then all of them";
+    EXPECT_EQ(attributesErrno("/d/missing"), ENOENT);
+}
+
+TEST_F(Listing, LookingAheadChangesNothingThatIsKnown) {
+    for (const char *path : {"/d/a", "/d/b", "/d/c", "/d/e", "/d/f"})
+        server.addFile(path, "old");
+    connect();
+    ASSERT_EQ(attributesErrno("/d/a"), 0);
+    ASSERT_TRUE(disk->contentsOfDirectoryAtPath("/d", nullptr));
+    server.addFile("/d/a", "newer");
+    ASSERT_EQ(attributesErrno("/d/b"), 0);
+    ASSERT_EQ(attributesErrno("/d/c"), 0);
+    EXPECT_EQ(disk->attributesOfItemAtPath("/d/a", nullptr, nullptr)->value(NSFileSize).toInt(), 3);
+}
+
+TEST_F(Listing, TheVendorsServerIsAskedItemByItem) {
+    server.makeVelmora();
+    for (int number = 0; number < 10; ++number)
+        server.addFile(QStringLiteral("/d/%1").arg(number), "x");
+    connect();
+    ASSERT_TRUE(disk->contentsOfDirectoryAtPath("/d", nullptr));
+    server.clearRequests();
+    for (int number = 0; number < 10; ++number)
+        ASSERT_EQ(attributesErrno(QStringLiteral("/d/%1").arg(number)), 0);
+    EXPECT_EQ(server.countOf("PROPFIND"), 10);
+}

@@ -29,6 +29,9 @@ TEST_F(Volume, QuotaTextBecomesSizes) {
         {"", false, 0, 0},
         {"100", false, 0, 0},
         {"0/0", true, 0, 0},
+        {"-5/1000", true, 1000, 1000},
+        {"-9223372036854775807/9223372036854775807", true, INT64_MAX, INT64_MAX},
+        {"7/-1", true, 0, 0},
         {"1/5000000000/x", true, 5000000000, 4999999999},
     };
     server.makeVelmora();
@@ -58,7 +61,7 @@ TEST_F(Volume, WhichFolderTheRootsQuotaIsTakenFrom) {
         {"root", nullptr, nullptr, "/%USER"},    {"root", nullptr, "home", "/home"},
         {"root", "/a/b/c/file", "home", "/a/b"}, {"root", "/file", "home", "/home"},
         {"primary", nullptr, "home", "/%USER"},  {"primary", "/a/b/file", "home", "/a"},
-        {"other", "/a/b/file", "home", "/"},
+        {"primary", "/file", "home", "/"},       {"other", "/a/b/file", "home", "/"},
     };
     for (const auto &one : cases) {
         TestServer fresh;

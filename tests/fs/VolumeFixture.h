@@ -13,11 +13,13 @@ class VolumeFixture : public testing::Test {
   protected:
     // Logs in; to be called once the server is as the test wants it.
     void connect() {
-        session = std::make_shared<VDWebDAVConnect>(std::make_shared<ASHttpConnectInfo>(), server.url());
+        session =
+            std::make_shared<VDWebDAVConnect>(std::make_shared<ASHttpConnectInfo>(), server.url());
         std::optional<Error> failure;
         ASSERT_TRUE(session->IsDAVServer(QString(), &failure));
-        disk = std::make_shared<VelmoraDisk>(session, std::weak_ptr<MountOwner>(),
-                                             QStringLiteral("/Volumes/Test"), QStringLiteral("Test"));
+        disk =
+            std::make_shared<VelmoraDisk>(session, std::weak_ptr<MountOwner>(),
+                                          QStringLiteral("/Volumes/Test"), QStringLiteral("Test"));
         server.clearRequests();
     }
 
@@ -44,8 +46,8 @@ class VolumeFixture : public testing::Test {
     QByteArray read(const QString &path, const HandlePtr &handle, qint64 offset, int size) {
         QByteArray buffer(size, '\0');
         failure.reset();
-        const int count =
-            disk->readFileAtPath(path, handle, buffer.data(), static_cast<size_t>(size), offset, &failure);
+        const int count = disk->readFileAtPath(path, handle, buffer.data(),
+                                               static_cast<size_t>(size), offset, &failure);
         if (count < 0)
             return {};
         buffer.resize(count);
