@@ -229,7 +229,8 @@ void ASHttpConnection::streamDidEnd() {
     const std::shared_ptr<HttpReadStream> stream = currentStream();
     const QVariantMap header = responseHeader();
     closeStream(true);
-    if (connectInfo && !header.isEmpty())
+    // A cookie goes back to the session's server whoever set it.
+    if (connectInfo && !header.isEmpty() && !stream->isAmongStrangers())
         connectInfo->setCookie(header, remoteURL);
 
     const int status = header.value(QStringLiteral("statusCode")).toInt();

@@ -66,4 +66,5 @@ TEST(HttpChallenge, AnswersAsTheStandardsShow) {
         "Digest realm=\"testrealm@host.com\", nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\"");
     EXPECT_TRUE(old.answer({"Digest", "Mufasa", "CircleOfLife"}, "GET", "/dir/index.html", 1)
                     .contains("response=\"1949323746fe6a43ef61f9606e7febea\""));
+    EXPECT_FALSE(old.answer({"Digest", "a\r\nX-Injected: b", "c"}, "GET", "/", 1).contains('\n'));
 }

@@ -23,6 +23,8 @@ std::optional<QCryptographicHash::Algorithm> hashOf(const QByteArray &algorithm)
 }
 
 QByteArray quoted(QByteArray text) {
+    // A line break would end the field.
+    text.replace('\r', "").replace('\n', "");
     return '"' + text.replace('\\', "\\\\").replace('"', "\\\"") + '"';
 }
 

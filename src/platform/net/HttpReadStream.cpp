@@ -81,9 +81,10 @@ std::optional<HttpChallenge> HttpReadStream::challenge() const {
     // A stranger's question isn't answered with the server's password.
     if (amongStrangers && answer.statusCode != 407)
         return std::nullopt;
-    return HttpChallenge::best(answer.headerField(answer.statusCode == 407
-                                                      ? QStringLiteral("Proxy-Authenticate")
-                                                      : QStringLiteral("WWW-Authenticate")));
+    const QString field =
+        answer.headerField(answer.statusCode == 407 ? QStringLiteral("Proxy-Authenticate")
+                                                    : QStringLiteral("WWW-Authenticate"));
+    return field.isEmpty() ? std::nullopt : std::optional(HttpChallenge::best(field));
 }
 
 bool HttpReadStream::start() {
@@ -139,6 +140,9 @@ QUrl HttpReadStream::redirectTarget() const {
     if (std::find(std::begin(followed), std::end(followed), answer.statusCode) ==
         std::end(followed))
         return {};
+    // This one names a page to be read, often a login form. Its 200 says nothing of a change.
+    if (answer.statusCode == 303 && message.method != "GET" && message.method != "HEAD")
+        return {};
     const QString location = answer.headerField(QStringLiteral("Location"));
     if (location.isEmpty())
         return {};
@@ -156,12 +160,6 @@ void HttpReadStream::follow(const QUrl &target) {
         return fail(CURLE_TOO_MANY_REDIRECTS);
     }
     amongStrangers |= !isSameServer(message.url, target);
-    if (answer.statusCode == 303 && message.method != "HEAD") {
-        message.method = "GET";
-        message.body = QByteArray();
-        message.setHeaderField(QStringLiteral("Content-Length"), QString());
-        bodyStream.reset();
-    }
     message.url = target;
     if (!start())
         fail(CURLE_FAILED_INIT);

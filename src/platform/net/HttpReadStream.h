@@ -42,8 +42,9 @@ struct HttpStreamSettings {
 };
 
 // Sends a message and reads the answer, driven by the run loop of the thread that opens it.
-// Redirects are followed inside, with method and body, at most 10 of them; credentials, cookies and
-// lock tokens stay with the server they were meant for. A body cut short is a failure.
+// Redirects are followed inside, with method and body, at most 10 of them; credentials, the
+// client's certificate, cookies and lock tokens stay with the server they were meant for. A body
+// cut short is a failure.
 class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
   public:
     // Failures with a meaning for the caller; everything else is `other`.
@@ -73,8 +74,11 @@ class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
     qint64 expectedBytes() const;
     // Any thread.
     qint64 requestBytesWritten() const { return written; }
-    // The challenge of a 401 or 407; nothing where it comes from a server that a redirect led to.
+    // The challenge of a 401 or 407; nothing where the answer names none, or comes from a server
+    // that a redirect led to.
     std::optional<HttpChallenge> challenge() const;
+    // Whether a redirect has led to another server than the one that was asked.
+    bool isAmongStrangers() const { return amongStrangers; }
 
     Failure failure() const { return failed; }
     // For the log; holds no secret.
@@ -127,7 +131,7 @@ class HttpReadStream : public std::enable_shared_from_this<HttpReadStream> {
     curl_slist *proxyHeaderList = nullptr;
     long tunnelStatus = 0;  // what the proxy said to CONNECT
     int redirects = 0;
-    bool amongStrangers = false;  // a redirect has left the server that was asked
+    bool amongStrangers = false;
     bool enough = false;
     qint64 bodyPosition = 0;
     qint64 droppedBytes = 0;

@@ -170,6 +170,8 @@ void HttpReadStream::applySecurity() {
     // The library, unlike the curl program, doesn't look at these by itself.
     setText(handle, CURLOPT_CAINFO, qEnvironmentVariable("SSL_CERT_FILE"));
     setText(handle, CURLOPT_CAPATH, qEnvironmentVariable("SSL_CERT_DIR"));
+    if (amongStrangers)
+        return;
     setText(handle, CURLOPT_SSLCERT, settings.clientCertificate);
     setText(handle, CURLOPT_SSLCERTTYPE, settings.clientCertificateType);
     setText(handle, CURLOPT_SSLKEY, settings.clientKey);
