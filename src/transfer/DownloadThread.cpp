@@ -1,7 +1,6 @@
 #include "transfer/DownloadThread.h"
 
 #include "common/VDCommonUtils.h"
-#include "transfer/LocalFileDates.h"
 #include "webdav/ASWDCmdGet.h"
 #include "webdav/StatusTable.h"
 #include "webdav/VDWebDAVConnect.h"
@@ -14,17 +13,6 @@ const StatusTable kDownloadTable = {{200, 206}, {{403, 7}, {404, 6}}, {0, 13}};
 QString rangeText(qint64 start, qint64 end) {
     const QString last = end < 0 ? QString() : QString::number(end);
     return QStringLiteral("bytes %1-%2").arg(QString::number(start), last);
-}
-
-void applyServerDates(const ASWDCmd &command, const QString &path) {
-    const QString created =
-        answerField(command, QStringLiteral("X-KQ-CreationDate")).value_or(QString());
-    LocalFileDates dates;
-    if (created.size() >= 2)
-        dates.creation = VDCommonUtils::parseDate(created);
-    dates.modification = VDCommonUtils::parseLastmodifiedDate(
-        answerField(command, QStringLiteral("Last-Modified")).value_or(QString()));
-    dates.applyTo(path);
 }
 
 }  // namespace
@@ -65,7 +53,7 @@ void DownloadThread::run() {
         return;
     }
     if (kDownloadTable.success.contains(answerStatus(*command)))
-        applyServerDates(*command, downfile);
+        command->applyServerDates();
     else
         error = kDownloadTable.errorOf(*command);
 }

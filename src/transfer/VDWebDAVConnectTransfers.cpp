@@ -6,10 +6,10 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include "common/LocalFileDates.h"
 #include "common/VDCommonUtils.h"
 #include "transfer/ContentRange.h"
 #include "transfer/DownloadThread.h"
-#include "transfer/LocalFileDates.h"
 #include "transfer/UploadThread.h"
 #include "transfer/VDProgressbar.h"
 #include "webdav/ASWDCmdUpload.h"

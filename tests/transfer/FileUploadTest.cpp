@@ -2,8 +2,8 @@
 #include <sys/stat.h>
 
 #include "TransferFixture.h"
+#include "common/LocalFileDates.h"
 #include "common/VDCommonUtils.h"
-#include "transfer/LocalFileDates.h"
 #include "webdav/ASWDCmdUpload.h"
 
 using testing::ElementsAre;

@@ -1,8 +1,8 @@
 #include <QFileInfo>
 
 #include "TransferFixture.h"
+#include "common/LocalFileDates.h"
 #include "transfer/DownloadThread.h"
-#include "transfer/LocalFileDates.h"
 #include "transfer/UploadThread.h"
 
 using testing::ElementsAre;

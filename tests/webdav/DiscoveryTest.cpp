@@ -22,6 +22,9 @@ TEST_F(DiscoveryTest, TheDavFieldIsSearchedForAOne) {
         EXPECT_EQ(code(), kNone);
         EXPECT_FALSE(session->isVelmora());
     }
+    server.fault({.status = 204, .headers = {{"DAV", "1"}}});
+    open(server.url());
+    EXPECT_TRUE(session->IsDAVServer(QString(), forget()));
 }
 
 struct LetterCase {

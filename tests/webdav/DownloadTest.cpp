@@ -1,9 +1,9 @@
 #include <QCryptographicHash>
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include "SessionFixture.h"
+#include "common/LocalFileDates.h"
 #include "webdav/ASWDCmd.h"
 #include "webdav/LockDiscovery.h"
 
@@ -115,12 +115,15 @@ TEST_F(DownloadTest, AWholeFileComesWithItsDate) {
     const QString local = folder.filePath("copy");
     const QDateTime date(QDate(2015, 1, 5), QTime(10, 0), Qt::UTC);
     server.addGeneratedFile("/file", 2 * kMiB, date);
+    server.setAnswerHeader("GET", "/file", "X-KQ-CreationDate", "2001-02-03T04:05:06Z");
     connect();
     EXPECT_TRUE(session->fileDownload(local, "/file", nullptr, forget()));
     QFile file(local);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll(), TestServer::generatedBytes(0, 2 * kMiB));
-    EXPECT_EQ(QFileInfo(local).lastModified().toUTC(), date);
+    const LocalFileDates dates = LocalFileDates::of(local);
+    EXPECT_EQ(dates.modification.toUTC(), date);
+    EXPECT_EQ(dates.creation, QDateTime(QDate(2001, 2, 3), QTime(4, 5, 6), Qt::UTC));
     EXPECT_FALSE(session->fileDownload(local, "/absent", nullptr, forget()));
     EXPECT_EQ(code(), 6);
 }

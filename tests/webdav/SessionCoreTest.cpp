@@ -1,3 +1,5 @@
+#include <functional>
+
 #include <QUrl>
 
 #include "SessionFixture.h"
@@ -44,6 +46,39 @@ TEST_F(SessionCoreTest, AStatusIsNoFailureAndARefusedLoginIsOneWithoutAText) {
     EXPECT_EQ(code(), kNone);
     EXPECT_EQ(refused->responseHeader().value("statusCode").toInt(), 401);
     EXPECT_EQ(session->falseCount, 1);
+}
+
+TEST_F(SessionCoreTest, APasswordChangedOnTheServerEndsEveryRequestAtOnce) {
+    for (const auto scheme : {TestServer::Basic, TestServer::Digest}) {
+        SCOPED_TRACE(scheme);
+        server.addFile("/file", "x");
+        server.requireLogin(scheme, "user", "old");
+        open(server.url());
+        session->coninfo->changeLogin(false, "user", "old");
+        ASSERT_TRUE(session->IsDAVServer(QString(), forget()));
+        server.requireLogin(scheme, "user", "new");
+        const std::function<void()> operations[] = {
+            [&] { session->getFileList("/", forget()); },
+            [&] { session->getItemProperty("/file", "getetag", "DAV:", forget()); },
+            [&] { session->filePartDownloadWithSrcpath("/file", 0, -1, forget()); },
+            [&] { session->fileDelete("/file", forget()); },
+        };
+        for (const auto &operation : operations) {
+            server.clearRequests();
+            operation();
+            EXPECT_EQ(code(), 1);
+            EXPECT_EQ(server.countOf(""), 2) << "the known login, and that of the new challenge";
+        }
+        EXPECT_TRUE(person.logins.isEmpty());
+        session->coninfo->changeLogin(false, "user", "new");
+        EXPECT_EQ(session->getFileList("/", forget()).keys(), QStringList{"file"});
+    }
+    // Without a challenge there is nothing to answer.
+    server.clearRequests();
+    server.fault({.method = "PROPFIND", .status = 401});
+    EXPECT_TRUE(session->getFileList("/", forget()).isEmpty());
+    EXPECT_EQ(code(), 1);
+    EXPECT_EQ(server.countOf(""), 1);
 }
 
 TEST_F(SessionCoreTest, ACommandThatNeverStartsReadsAsStatusZero) {

@@ -1,4 +1,4 @@
-#include "transfer/LocalFileDates.h"
+#include "common/LocalFileDates.h"
 
 #include <sys/xattr.h>
 
