@@ -10,6 +10,7 @@
 
 #include "cache/CachePaths.h"
 #include "common/Error.h"
+#include "common/Log.h"
 #include "webdav/ContentSource.h"
 #include "webdav/Namespaces.h"
 
@@ -82,6 +83,9 @@ CacheController::CacheController(std::shared_ptr<ContentSource> con, const QStri
     QFile::remove(contentCacheFilePath);
     contentCache = ::open(QFile::encodeName(contentCacheFilePath).constData(),
                           O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    // Every read will fail; the log shall tell why.
+    if (contentCache < 0)
+        VDLog(contentCacheFilePath + QStringLiteral(": ") + qt_error_string(errno));
 }
 
 CacheController::~CacheController() {
@@ -139,7 +143,7 @@ qint32 CacheController::copyBlocks(const QString &path, MapPtr map, char *buffer
         }
         const qint32 blockBytes = map->size(block);
         if (inBlock >= blockBytes)
-            break;
+            break;  // at or beyond the end, where a read gives nothing
         const qint32 delivered = deliver(*map, block, inBlock, buffer + total, request - total);
         if (delivered < 0)
             return -1;

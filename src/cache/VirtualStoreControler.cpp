@@ -1,5 +1,6 @@
 #include "cache/VirtualStoreControler.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -8,8 +9,22 @@
 #include <QStringList>
 
 #include "cache/CachePaths.h"
+#include "common/VDCommonUtils.h"
 
 namespace {
+
+// Guards the list below and every making and removing of a tree: a folder that leads to one must
+// not go while another one is being made in it.
+std::mutex storesMutex;
+QStringList rootsInUse;
+
+// Files that one mount is writing must not go because another one is tried at the same place.
+bool touchesOneInUse(const QString &root) {
+    return std::any_of(rootsInUse.cbegin(), rootsInUse.cend(), [&](const QString &used) {
+        return VDCommonUtils::isEqualPathOrSubPath(used, root) ||
+               VDCommonUtils::isSubPath(root, used);
+    });
+}
 
 // Without the components that lead elsewhere: no path of a mount may leave its store.
 QString withoutDots(const QString &path) {
@@ -45,12 +60,42 @@ VirtualStoreControler::VirtualStoreControler(const QString &mountPath) {
     const QString store = QDir::homePath() + QStringLiteral("/.VelmoraDisk_Store");
     root = store + below;
     for (int number = 0;; ++number) {
-        removeWhatIsAt(root);
-        if (makePrivateFolder(root))
+        if (makeStore())
             return;
         root = QStringLiteral("%1_%2%3").arg(store).arg(number).arg(below);
         pauseBeforeAttempt(number);
     }
+}
+
+VirtualStoreControler::~VirtualStoreControler() {
+    const std::lock_guard lock(storesMutex);
+    if (holdsRoot)
+        rootsInUse.removeOne(root);
+}
+
+bool VirtualStoreControler::makeStore() {
+    const std::lock_guard lock(storesMutex);
+    if (touchesOneInUse(root))
+        return false;
+    removeWhatIsAt(root);
+    if (!makePrivateFolder(root))
+        return false;
+    rootsInUse.append(root);
+    holdsRoot = true;
+    return true;
+}
+
+void VirtualStoreControler::removeStore() {
+    const std::lock_guard lock(storesMutex);
+    if (!holdsRoot)
+        return;
+    holdsRoot = false;
+    rootsInUse.removeOne(root);
+    QDir(root).removeRecursively();
+    const QString home = QDir::homePath();
+    QString folder = QFileInfo(root).path();
+    while (folder.size() > home.size() && QDir().rmdir(folder))
+        folder = QFileInfo(folder).path();
 }
 
 QString VirtualStoreControler::getVirtualPath(const QString &path) const {

@@ -24,10 +24,11 @@ std::shared_ptr<WebDavResource> WebDavResourceCache::webDavResource() const {
 }
 
 void WebDavResourceCache::setWebDavResource(const std::shared_ptr<WebDavResource> &newResource) {
+    std::shared_ptr<WebDavResource> previous = newResource;  // let go of outside the lock
     const std::lock_guard lock(fieldMutex);
     if (newResource && resource)
         keepExtendAttrs(*resource, *newResource);
-    resource = newResource;
+    resource.swap(previous);
 }
 
 std::shared_ptr<UploadTask> WebDavResourceCache::uploadThread() const {
@@ -40,8 +41,9 @@ void WebDavResourceCache::setUploadThread(const std::shared_ptr<UploadTask> &upl
     const auto present = uploadThread();
     if (present && present != uploader)
         present->uploadCancel(false);
+    std::shared_ptr<UploadTask> previous = uploader;
     const std::lock_guard lock(fieldMutex);
-    upload = uploader;
+    upload.swap(previous);
 }
 
 void WebDavResourceCache::insertChilds(const QStringList &names) {

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include <QMap>
-#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -33,9 +32,6 @@ class WebDavResourceCache {
     // Child name to itself, decomposed; unset while the listing is unknown, which an empty one
     // isn't.
     std::optional<QMap<QString, QString>> children;
-    // Which of the children are folders, as far as the listing itself told.
-    bool childTypesKnown = false;
-    QSet<QString> collectionChildren;
     std::optional<QVariantMap> extendAttribute;
 
     std::shared_ptr<WebDavResource> webDavResource() const;

@@ -1,3 +1,5 @@
+#include <memory>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -35,6 +37,39 @@ TEST(VirtualStoreControler, TakesANumberedNameWhereItMust) {
     EXPECT_EQ(store.storePath(), home("/.VelmoraDisk_Store_1/m"));
     blocking.remove();
     blockingToo.remove();
+}
+
+TEST(VirtualStoreControler, RemovalTakesTheFoldersThatOnlyLedToIt) {
+    VirtualStoreControler one("/Volumes/deep/One"), other("/Volumes/Other");
+    QDir().mkpath(one.getVirtualPath("/folder"));
+    one.removeStore();
+    EXPECT_FALSE(QFileInfo::exists(home("/.VelmoraDisk_Store/Volumes/deep")));
+    EXPECT_TRUE(QFileInfo::exists(other.storePath()));
+    other.removeStore();
+    EXPECT_FALSE(QFileInfo::exists(home("/.VelmoraDisk_Store")));
+
+    // A store of the same name that came later isn't this one's to take.
+    const VirtualStoreControler later("/Volumes/deep/One");
+    one.removeStore();
+    EXPECT_TRUE(QFileInfo::exists(later.storePath()));
+}
+
+// What a mount is writing must survive the attempt to mount another one at its place.
+TEST(VirtualStoreControler, NoStoreTouchesOneInUse) {
+    auto used = std::make_unique<VirtualStoreControler>("/Volumes/a/b");
+    const QString written = used->getVirtualPath("/written");
+    QDir().mkpath(written);
+    for (const char *mountPath : {"/Volumes/a/b", "/Volumes/a/b/written", "/Volumes/a", "/", ""}) {
+        VirtualStoreControler store(mountPath);
+        EXPECT_TRUE(store.storePath().startsWith(home("/.VelmoraDisk_Store_0"))) << mountPath;
+        store.removeStore();
+        EXPECT_TRUE(QFileInfo::exists(written)) << mountPath;
+    }
+    const VirtualStoreControler sibling("/Volumes/a/bc");
+    EXPECT_EQ(sibling.storePath(), home("/.VelmoraDisk_Store/Volumes/a/bc"));
+    used.reset();
+    EXPECT_EQ(VirtualStoreControler("/Volumes/a/b").storePath(),
+              home("/.VelmoraDisk_Store/Volumes/a/b"));
 }
 
 TEST(VirtualStoreControler, NoPathLeavesTheStore) {
