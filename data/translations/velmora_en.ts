@@ -298,30 +298,30 @@ Check that you own the folder and may mount volumes.</translation>
         <translation>Mounting “%1” was cancelled.</translation>
     </message>
     <message id="GMUserFileSystem_NoAnswer">
-        <translation>The system and the volume at “%1” could not agree on how to talk.
+        <translation>“%1” could not be mounted: the system and the volume do not understand each other.
 
-The log holds the reason.</translation>
+Try again. The log holds the reason.</translation>
     </message>
     <message id="GMUserFileSystem_UnknownOption">
         <translation>The mount option “%1” is unknown and has no effect.</translation>
     </message>
     <message id="GMUserFileSystem_UnfitName">
-        <translation>“%1” holds an item whose name cannot be shown on this system and is left out: “%2”.</translation>
+        <translation>“%1” holds an item whose name cannot be shown on this system and is left out: “%2”. Rename it on the server to see it.</translation>
     </message>
     <message id="AppDelegate_53">
         <translation>The connection works: the server was reached and the login accepted.</translation>
     </message>
     <message id="AppDelegate_54">
-        <translation>There is a connection of that name already.</translation>
+        <translation>There is a connection of that name already. Choose another name.</translation>
     </message>
     <message id="AppDelegate_55">
-        <translation>The mount point is that of another connection, or one lies inside the other.</translation>
+        <translation>The mount point is that of another connection, or one lies inside the other. Choose another mount point.</translation>
     </message>
     <message id="AppDelegate_56">
         <translation>Give the connection a name; “new connection” cannot be one.</translation>
     </message>
     <message id="AppDelegate_57">
-        <translation>A connection's name cannot hold “/” or control characters, and cannot be “.” or “..”.</translation>
+        <translation>A connection's name cannot hold “/” or control characters, and cannot be “.” or “..”. Choose another name.</translation>
     </message>
     <message id="AppDelegate_61">
         <translation>The connection is mounted. Unmount it first.</translation>
@@ -440,10 +440,10 @@ velmoradisk COMMAND [OPTION...]
         <translation>The server asks for a login.</translation>
     </message>
     <message id="Cli_MountFailed">
-        <translation>“%1” could not be mounted.</translation>
+        <translation>“%1” could not be mounted. “velmoradisk log” may tell why.</translation>
     </message>
     <message id="Cli_MountPointTaken">
-        <translation>“%1” is the mount point of “%2”, or lies inside it.</translation>
+        <translation>“%1” is the mount point of “%2”, or lies inside it. Choose another with --mount-point.</translation>
     </message>
     <message id="Cli_Mounted">
         <translation>“%1” is mounted at %2</translation>
@@ -467,7 +467,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>No command is given.</translation>
     </message>
     <message id="Cli_NoConnection">
-        <translation>There is no connection “%1”.</translation>
+        <translation>There is no connection “%1”. “velmoradisk connection list” shows those that are saved.</translation>
     </message>
     <message id="Cli_NoLog">
         <translation>The log cannot be read: %1</translation>
@@ -482,7 +482,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>The folder “%1” is missing. scripts/setup makes it; or choose a place of your own with --mount-point.</translation>
     </message>
     <message id="Cli_NotMounted">
-        <translation>“%1” is not mounted.</translation>
+        <translation>“%1” is not mounted. “velmoradisk status” shows what is.</translation>
     </message>
     <message id="Cli_NotSet">
         <translation>not set</translation>
@@ -620,7 +620,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>mounting</translation>
     </message>
     <message id="Cli_Status_NoAnswer">
-        <translation>not told in time</translation>
+        <translation>not known; the server does not tell, or does not answer</translation>
     </message>
     <message id="Cli_Status_Nothing">
         <translation>Nothing is mounted.</translation>
@@ -674,7 +674,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>--url is missing.</translation>
     </message>
     <message id="Cli_Url_Invalid">
-        <translation>The URL cannot be used.</translation>
+        <translation>The URL cannot be used: it holds a character of code 0. Leave out the “%00”.</translation>
     </message>
     <message id="Cli_Url_Login">
         <translation>A login does not belong into a URL, where others can see it. Use --user and --password-stdin.</translation>

@@ -235,44 +235,44 @@ URL のパスと、そのフォルダーに対する権限を確認してくだ�
 分割または圧縮するか、サーバーの管理者に連絡してください。</translation>
     </message>
     <message id="GMUserFileSystem_NotAbsolute">
-        <translation>マウント先「%1」は絶対パスではありません。
+        <translation>マウントポイント「%1」は絶対パスではありません。
 
-/Volumes/Office のように、フォルダの絶対パスを指定してください。</translation>
+/Volumes/Office のように、フォルダーの絶対パスを指定してください。</translation>
     </message>
     <message id="GMUserFileSystem_ParentMissing">
-        <translation>マウント先「%1」を作成できません。フォルダ「%2」が存在しません。
+        <translation>マウントポイント「%1」を作成できません。フォルダー「%2」が存在しません。
 
-先にそのフォルダを作成するか、別のマウント先を選んでください。</translation>
+先にそのフォルダーを作成するか、別のマウントポイントを選んでください。</translation>
     </message>
     <message id="GMUserFileSystem_CannotMakeFolder">
-        <translation>マウント先「%1」を作成できません: %2。
+        <translation>マウントポイント「%1」を作成できません: %2。
 
-フォルダを自分で作成するか、書き込み可能なフォルダの中をマウント先に選んでください。</translation>
+フォルダーを自分で作成するか、書き込み可能なフォルダーの中をマウントポイントに選んでください。</translation>
     </message>
     <message id="GMUserFileSystem_NotFolder">
-        <translation>マウント先「%1」はフォルダではありません。
+        <translation>マウントポイント「%1」はフォルダーではありません。
 
-別のマウント先を選ぶか、そのファイルを移動してください。</translation>
+別のマウントポイントを選ぶか、そのファイルを移動してください。</translation>
     </message>
     <message id="GMUserFileSystem_NotEmpty">
-        <translation>マウント先「%1」は空ではありません。
+        <translation>マウントポイント「%1」は空ではありません。
 
-空のフォルダか、まだ存在しないフォルダを選んでください。</translation>
+空のフォルダーか、まだ存在しないフォルダーを選んでください。</translation>
     </message>
     <message id="GMUserFileSystem_AlreadyMounted">
         <translation>「%1」にはすでに別のディスクがマウントされています。
 
-先にそれをマウント解除するか、別のマウント先を選んでください。</translation>
+先にそれをマウント解除するか、別のマウントポイントを選んでください。</translation>
     </message>
     <message id="GMUserFileSystem_DeadMount">
         <translation>「%1」のマウントは応答せず、取り除くこともできません。
 
-マウントしたユーザーでそのフォルダに「fusermount3 -u -z」を実行するか、別のマウント先を選んでください。</translation>
+マウントしたユーザーでそのフォルダーに「fusermount3 -u -z」を実行するか、別のマウントポイントを選んでください。</translation>
     </message>
     <message id="GMUserFileSystem_Unusable">
-        <translation>マウント先「%1」は使用できません: %2。
+        <translation>マウントポイント「%1」は使用できません: %2。
 
-別のマウント先を選んでください。</translation>
+別のマウントポイントを選んでください。</translation>
     </message>
     <message id="GMUserFileSystem_DeviceForbidden">
         <translation>「%1」をマウントできません。%2 を使用する権限がありません。
@@ -292,39 +292,39 @@ URL のパスと、そのフォルダーに対する権限を確認してくだ�
     <message id="GMUserFileSystem_Refused">
         <translation>システムが「%1」のマウントを拒否しました: %2。
 
-そのフォルダの所有者であること、マウントが許可されていることを確認してください。</translation>
+そのフォルダーの所有者であること、マウントが許可されていることを確認してください。</translation>
     </message>
     <message id="GMUserFileSystem_Cancelled">
         <translation>「%1」のマウントは取り消されました。</translation>
     </message>
     <message id="GMUserFileSystem_NoAnswer">
-        <translation>システムと「%1」のボリュームとの通信を開始できませんでした。
+        <translation>「%1」をマウントできませんでした。システムとボリュームの通信方式が一致しません。
 
-理由はログに記録されています。</translation>
+もう一度お試しください。理由はログに記録されています。</translation>
     </message>
     <message id="GMUserFileSystem_UnknownOption">
         <translation>マウントオプション「%1」は不明なため、効果がありません。</translation>
     </message>
     <message id="GMUserFileSystem_UnfitName">
-        <translation>「%1」には、このシステムでは表示できない名前の項目があるため省かれます: 「%2」。</translation>
+        <translation>「%1」には、このシステムでは表示できない名前の項目があるため省かれます: 「%2」。表示するにはサーバー上で名前を変更してください。</translation>
     </message>
     <message id="AppDelegate_53">
         <translation>接続できました。サーバーに到達し、ログインできました。</translation>
     </message>
     <message id="AppDelegate_54">
-        <translation>その名前の接続はすでにあります。</translation>
+        <translation>その名前の接続はすでにあります。別の名前を指定してください。</translation>
     </message>
     <message id="AppDelegate_55">
-        <translation>マウントポイントが別の接続と同じか、一方が他方の中にあります。</translation>
+        <translation>マウントポイントが別の接続と同じか、一方が他方の中にあります。別のマウントポイントを指定してください。</translation>
     </message>
     <message id="AppDelegate_56">
         <translation>接続に名前を付けてください。「new connection」は使えません。</translation>
     </message>
     <message id="AppDelegate_57">
-        <translation>接続名に「/」や制御文字は使えません。「.」と「..」も使えません。</translation>
+        <translation>接続名に「/」や制御文字は使えません。「.」と「..」も使えません。別の名前を指定してください。</translation>
     </message>
     <message id="AppDelegate_61">
-        <translation>接続はマウント中です。先にアンマウントしてください。</translation>
+        <translation>接続はマウント中です。先にマウントを解除してください。</translation>
     </message>
     <message id="Cli_ArgumentMissing">
         <translation>引数が足りません: %1</translation>
@@ -440,10 +440,10 @@ velmoradisk コマンド [オプション...]
         <translation>サーバーがログインを求めています。</translation>
     </message>
     <message id="Cli_MountFailed">
-        <translation>「%1」をマウントできませんでした。</translation>
+        <translation>「%1」をマウントできませんでした。「velmoradisk log」で理由を確認できる場合があります。</translation>
     </message>
     <message id="Cli_MountPointTaken">
-        <translation>「%1」は「%2」のマウントポイントか、その中にあります。</translation>
+        <translation>「%1」は「%2」のマウントポイントか、その中にあります。--mount-point で別の場所を指定してください。</translation>
     </message>
     <message id="Cli_Mounted">
         <translation>「%1」を %2 にマウントしました</translation>
@@ -452,7 +452,7 @@ velmoradisk コマンド [オプション...]
         <translation>「%1」はすでに %2 にマウントされています</translation>
     </message>
     <message id="Cli_MountedNoEdit">
-        <translation>「%1」はマウント中のため変更できません。先にアンマウントしてください。</translation>
+        <translation>「%1」はマウント中のため変更できません。先にマウントを解除してください。</translation>
     </message>
     <message id="Cli_NameTaken">
         <translation>「%1」は保存した接続の名前です。--name で別の名前を指定してください。</translation>
@@ -467,7 +467,7 @@ velmoradisk コマンド [オプション...]
         <translation>コマンドがありません。</translation>
     </message>
     <message id="Cli_NoConnection">
-        <translation>接続「%1」はありません。</translation>
+        <translation>接続「%1」はありません。「velmoradisk connection list」で保存した接続を確認できます。</translation>
     </message>
     <message id="Cli_NoLog">
         <translation>ログを読めません: %1</translation>
@@ -482,7 +482,7 @@ velmoradisk コマンド [オプション...]
         <translation>フォルダー「%1」がありません。scripts/setup で作成するか、--mount-point で別の場所を指定してください。</translation>
     </message>
     <message id="Cli_NotMounted">
-        <translation>「%1」はマウントされていません。</translation>
+        <translation>「%1」はマウントされていません。「velmoradisk status」でマウント中のものを確認できます。</translation>
     </message>
     <message id="Cli_NotSet">
         <translation>未設定</translation>
@@ -617,10 +617,10 @@ velmoradisk コマンド [オプション...]
         <translation>マウントポイント</translation>
     </message>
     <message id="Cli_Status_Mounting">
-        <translation>マウント中</translation>
+        <translation>マウントの準備中</translation>
     </message>
     <message id="Cli_Status_NoAnswer">
-        <translation>応答がありません</translation>
+        <translation>不明（サーバーが通知しないか、応答がありません）</translation>
     </message>
     <message id="Cli_Status_Nothing">
         <translation>何もマウントされていません。</translation>
@@ -656,10 +656,10 @@ velmoradisk コマンド [オプション...]
         <translation>尋ねる端末がないため拒否しました。--accept-certificate を付けるとこのセッションに限り許可します。</translation>
     </message>
     <message id="Cli_Unattended_Login">
-        <translation>サーバーがログインを求めている(または拒否した)が、尋ねる端末がありません。--user と --password-stdin を指定してください。</translation>
+        <translation>サーバーがログインを求めているか、指定されたログインを拒否しましたが、尋ねる端末がありません。--user と --password-stdin を指定してください。</translation>
     </message>
     <message id="Cli_Unattended_ProxyLogin">
-        <translation>プロキシがログインを求めている(または拒否した)が、尋ねる端末がありません。「velmoradisk connection edit」の --proxy-user と --proxy-password-stdin で保存してください。</translation>
+        <translation>プロキシがログインを求めているか、保存されたログインを拒否しましたが、尋ねる端末がありません。「velmoradisk connection edit」の --proxy-user と --proxy-password-stdin で保存してください。</translation>
     </message>
     <message id="Cli_UnknownCommand">
         <translation>コマンド「%1」はありません。</translation>
@@ -668,13 +668,13 @@ velmoradisk コマンド [オプション...]
         <translation>ここにオプション「%1」はありません。</translation>
     </message>
     <message id="Cli_UnknownRequest">
-        <translation>バックグラウンドのプロセスがこの要求に対応していません。別の版の可能性があります。すべてアンマウントしてやり直してください。</translation>
+        <translation>バックグラウンドのプロセスがこの要求に対応していません。別の版の可能性があります。すべてのマウントを解除してやり直してください。</translation>
     </message>
     <message id="Cli_UrlMissing">
         <translation>--url がありません。</translation>
     </message>
     <message id="Cli_Url_Invalid">
-        <translation>この URL は使えません。</translation>
+        <translation>この URL は使えません。コード 0 の文字が含まれています。「%00」を取り除いてください。</translation>
     </message>
     <message id="Cli_Url_Login">
         <translation>URL にログイン情報を入れないでください。他人に見えてしまいます。--user と --password-stdin を使ってください。</translation>

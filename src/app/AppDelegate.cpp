@@ -15,6 +15,7 @@
 namespace {
 
 const QString kConnectNames = QStringLiteral("connect_names");
+const QString kOutput = QStringLiteral("OUTPUT");
 const QString kLegacyName = QStringLiteral("Velmora");
 
 void deleteStoreTree() {
@@ -87,11 +88,13 @@ void AppDelegate::autoMount(VDConnectionInfo &record) {
     if (isTerminating)
         return;
     record.isAutoMount = false;
-    record.saveConnectInfo(nullptr);
-    VDCommonUtils::showAlert({.title = localizedText("Common_Title"),
-                              .text = localizedText("AppDelegate_68", record.connectionName),
-                              .informativeText = {},
-                              .buttons = {localizedText("Common_Button_OK")}});
+    std::optional<Error> failure;
+    record.saveConnectInfo(&failure);
+    VDCommonUtils::showAlert(
+        {.title = localizedText("Common_Title"),
+         .text = localizedText("AppDelegate_68", record.connectionName),
+         .informativeText = failure ? failure->userInfo[kOutput].toString() : QString(),
+         .buttons = {localizedText("Common_Button_OK")}});
 }
 
 void AppDelegate::reloadConnectInfo(const QString &name) {

@@ -124,7 +124,9 @@ qint64 AppDelegate::getSizeOfIndex(std::optional<int>) {
 
 QString AppDelegate::mountPointOf(const VDConnectionInfo &connectInfo, const QString &user) {
     if (!connectInfo.chengeMountPoint)
-        return QStringLiteral("/Volumes/") + decomposed(connectInfo.connectionName);
+        // Composed, unlike the volume's name: file names on Linux are told apart by their bytes, and
+        // people type composed ones.
+        return QStringLiteral("/Volumes/") + composed(connectInfo.connectionName);
     QString path = connectInfo.mountPoint;
     return path.replace(QLatin1String("${user}"), user)
         .replace(QLatin1String("${mac_user}"), localUserName());

@@ -80,7 +80,7 @@ std::unique_ptr<ProgressPanel> RelayInterface::makeProgressPanel(const QString &
 }
 
 void RelayInterface::keep(const Alert &alert) {
-    VDLog(alert.text);
+    VDLog(alert.text.simplified());
     if (pendingMessages.size() < kPendingLimit)
         pendingMessages += alert.text;
 }

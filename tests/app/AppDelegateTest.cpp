@@ -75,14 +75,14 @@ class Log : public Application {
 TEST_F(Application, MountPoints) {
     const QString decomposed = QStringLiteral("é").normalized(QString::NormalizationForm_D);
     const struct {
-        const char *name;
+        QString name;
         bool isChosen;
         QString mountPoint;
         QString expected;
     } cases[] = {
         {"Office", false, "", "/Volumes/Office"},
         {"Office", false, "/mnt/ignored", "/Volumes/Office"},
-        {"é", false, "", "/Volumes/" + decomposed},
+        {decomposed, false, "", QStringLiteral("/Volumes/é")},
         {"é", true, "/mnt/é", QStringLiteral("/mnt/é")},
         {"Office", true, "/mnt/${user}/${mac_user}/${user}",
          QString("/mnt/anna/%1/anna").arg(localUserName())},

@@ -201,6 +201,34 @@ TEST_F(CommandLine, NothingIsStartedToTellThatNothingIsMounted) {
     EXPECT_FALSE(QFile::exists(program.path("VelmoraDiskLog")));
 }
 
+TEST_F(CommandLine, SettingsThatCannotBeUsedAreToldOnce) {
+    const QString settings = program.path(".config/velmoradisk/preferences.json");
+    const QList<QStringList> commands{{"connection", "list"},
+                                      {"connection", "add", "A", "--url", "http://h/"},
+                                      {"connection", "show", "A"},
+                                      {"connection", "test", "A"},
+                                      {"mount", "A"},
+                                      {"log", "--path"}};
+    for (const QStringList &command : commands) {
+        SCOPED_TRACE(command.join(' ').toStdString());
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(settings).path()));
+        QFile file(settings);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("{");
+        file.close();
+        EXPECT_EQ(program.run(command).messages.count("has been set aside"), 1);
+        EXPECT_FALSE(program.run(command).messages.contains("settings file"));
+
+        QDir(QFileInfo(settings).path()).removeRecursively();
+        ASSERT_TRUE(QDir().mkpath(settings));  // which even root can't read as a file
+        const auto result = program.run(command);
+        EXPECT_EQ(result.code, command.first() == "log" ? 0 : 1);
+        EXPECT_EQ(result.messages.count(settings), 1) << result.messages.toStdString();
+        EXPECT_FALSE(result.messages.contains("no connection"));
+        QDir(QFileInfo(settings).path()).removeRecursively();
+    }
+}
+
 TEST_F(CommandLine, LogShowsItsLastLines) {
     QDir(program.path({})).mkdir("VelmoraDiskLog");
     QFile file(program.path("VelmoraDiskLog/velmoradisk.log"));

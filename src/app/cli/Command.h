@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 
+#include "common/Error.h"
 #include "platform/ui/Console.h"
 #include "platform/ui/ConsoleInterface.h"
 
@@ -29,6 +30,11 @@ struct Invocation {
     int refuse(const QString &message) const;
     // A failure that may have been told already; `message` is for one that wasn't.
     int failTold(const QString &message) const;
+    // Tells the person what an error of the settings says, if there is one.
+    void tellProblem(const std::optional<Error> &error) const;
+    // Takes in the saved settings and tells what is wrong with them; false where they can't be
+    // read.
+    bool readSettings() const;
 };
 
 struct CommandOption {

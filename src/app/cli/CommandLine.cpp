@@ -6,6 +6,7 @@
 
 #include "app/cli/Command.h"
 #include "common/Text.h"
+#include "platform/system/Preferences.h"
 
 bool Invocation::has(const char *option) const {
     return options.isSet(QString::fromLatin1(option));
@@ -29,6 +30,18 @@ int Invocation::failTold(const QString &message) const {
     if (!interface.hasTold() || !message.isEmpty())
         console.complain(message.isEmpty() ? localizedText("Cli_Cancelled") : message);
     return kFailed;
+}
+
+void Invocation::tellProblem(const std::optional<Error> &error) const {
+    if (error)
+        console.complain(error->userInfo.value(QStringLiteral("OUTPUT")).toString());
+}
+
+bool Invocation::readSettings() const {
+    std::optional<Error> error;
+    const bool isRead = Preferences::standard().synchronize(&error);
+    tellProblem(error);
+    return isRead;
 }
 
 namespace {

@@ -30,8 +30,11 @@ class Settings {
           invocation(invocation) {
         SingleInstance::makeFolder();
         lock.lock();
-        synchronize();
+        isRead = invocation.readSettings();
     }
+
+    // False where nothing may be done with them; the person was told.
+    bool isRead = false;
 
     QStringList names() const {
         return Preferences::standard().value(kConnectNames).toStringList();
@@ -60,13 +63,8 @@ class Settings {
     }
 
   private:
-    void synchronize() {
-        std::optional<Error> error;
-        told(Preferences::standard().synchronize(&error), error);
-    }
     bool told(bool ok, const std::optional<Error> &error) {
-        if (error)
-            invocation.console.complain(error->userInfo.value(QStringLiteral("OUTPUT")).toString());
+        invocation.tellProblem(error);
         return ok;
     }
 
@@ -117,6 +115,8 @@ int add(const Invocation &invocation) {
     if (const auto code = ConnectionFields::apply(invocation, record))
         return *code;
     Settings settings(invocation);
+    if (!settings.isRead)
+        return kFailed;
     if (!settings.savedName(name).isNull())
         return invocation.fail(localizedText("AppDelegate_54"));
     if (hasMountPointClash(settings, record, name))
@@ -126,6 +126,8 @@ int add(const Invocation &invocation) {
 
 int list(const Invocation &invocation) {
     const Settings settings(invocation);
+    if (!settings.isRead)
+        return kFailed;
     for (const QString &name : settings.names()) {
         if (const RecordPtr record = settings.record(name))
             invocation.console.print(QStringLiteral("%1\t%2").arg(name, record->RemoteURL));
@@ -135,6 +137,8 @@ int list(const Invocation &invocation) {
 
 int show(const Invocation &invocation) {
     const Settings settings(invocation);
+    if (!settings.isRead)
+        return kFailed;
     const QString name = settings.savedName(invocation.arguments[0]);
     const RecordPtr record = name.isNull() ? nullptr : settings.record(name);
     if (!record)
@@ -153,6 +157,8 @@ int show(const Invocation &invocation) {
 
 int edit(const Invocation &invocation) {
     Settings settings(invocation);
+    if (!settings.isRead)
+        return kFailed;
     const QString name = settings.savedName(invocation.arguments[0]);
     const RecordPtr record = name.isNull() ? nullptr : settings.record(name);
     if (!record)
@@ -184,6 +190,8 @@ int edit(const Invocation &invocation) {
 
 int removeConnection(const Invocation &invocation) {
     Settings settings(invocation);
+    if (!settings.isRead)
+        return kFailed;
     const QString name = settings.savedName(invocation.arguments[0]);
     if (name.isNull())
         return invocation.fail(localizedText("Cli_NoConnection", invocation.arguments[0]));

@@ -12,7 +12,8 @@
 namespace {
 
 int test(const Invocation &invocation) {
-    Preferences::standard().synchronize(nullptr);
+    if (!invocation.readSettings())
+        return kFailed;
     const auto record = VDConnectionInfo::loadConnectInfo(invocation.arguments[0]);
     if (!record)
         return invocation.fail(localizedText("Cli_NoConnection", invocation.arguments[0]));

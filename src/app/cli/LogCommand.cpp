@@ -8,7 +8,6 @@
 #include "app/cli/Command.h"
 #include "common/Text.h"
 #include "platform/net/RunLoop.h"
-#include "platform/system/Preferences.h"
 
 namespace {
 
@@ -58,7 +57,7 @@ class Follower {
 };
 
 int showLog(const Invocation &invocation) {
-    Preferences::standard().synchronize(nullptr);
+    invocation.readSettings();
     const QString path = AppDelegate::logPath();
     if (invocation.has("path")) {
         invocation.console.print(path);

@@ -18,7 +18,6 @@ bool isUrl(const QString &text) {
 }
 
 bool isSaved(const QString &name) {
-    Preferences::standard().synchronize(nullptr);
     return VDConnectionInfo::loadConnectInfo(name) ||
            VDConnectionInfo::loadConnectInfo(name.normalized(QString::NormalizationForm_C));
 }
@@ -27,6 +26,8 @@ bool isSaved(const QString &name) {
 // already.
 std::optional<int> describeTarget(const Invocation &invocation, QJsonObject *request) {
     const QString target = invocation.arguments.value(0);
+    if (!invocation.readSettings() && !isUrl(target))
+        return kFailed;
     if (target.isEmpty())
         return invocation.has("auto")
                    ? std::nullopt

@@ -16,6 +16,7 @@
 #include "app/cli/RunningMounts.h"
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
+#include "platform/fuse/FileAttributes.h"
 
 namespace {
 
@@ -36,7 +37,8 @@ std::future<std::optional<Space>> askSpace(const QString &mountPoint) {
         const auto unit = [&told](fsblkcnt_t blocks) {
             return qint64(blocks) * qint64(told.f_frsize);
         };
-        if (statvfs(path.constData(), &told) == 0)
+        const bool answered = statvfs(path.constData(), &told) == 0;
+        if (answered && unit(told.f_blocks) != qint64(kUnknownVolumeSize))
             answer->set_value(Space{unit(told.f_blocks), unit(told.f_bavail)});
         else
             answer->set_value(std::nullopt);

@@ -3,7 +3,6 @@
 #include <sys/statvfs.h>
 
 #include <QDateTime>
-#include <QRegularExpression>
 
 #include "common/Log.h"
 #include "common/Text.h"
@@ -28,12 +27,6 @@ timespec timeOf(const AttributeMap &attributes, const QString &key, const timesp
 
 bool isDirectory(const AttributeMap &attributes) {
     return attributes.value(NSFileType).toString() == NSFileTypeDirectory;
-}
-
-// A server's name must not break the log's lines.
-QString printable(QString name) {
-    static const QRegularExpression control(QStringLiteral("[[:cntrl:]]"));
-    return name.replace(control, QStringLiteral("?"));
 }
 
 // 0 leaves the type open, and programs ask for it if they need it.
@@ -96,7 +89,7 @@ bool FuseVolume::isUnfit(const QString &folder, const QString &name) {
     const QString path = childPath(folder, name);
     if (unfitPaths.size() < kMostLogged && !unfitPaths.contains(path)) {
         unfitPaths.insert(path);
-        VDLog(localizedText("GMUserFileSystem_UnfitName", folder, printable(name)));
+        VDLog(localizedText("GMUserFileSystem_UnfitName", folder, name));
     }
     return true;
 }
@@ -137,9 +130,6 @@ int FuseVolume::readdir(const char *kernelPath, void *buffer, fuse_fill_dir_t fi
 
 int FuseVolume::statfs(const char *kernelPath, struct statvfs *status) {
     constexpr quint64 kBlock = 4096;
-    // File managers refuse to copy to a volume without free space, so one whose server doesn't
-    // tell is taken for a big one.
-    constexpr quint64 kUnknownSize = quint64(1) << 50;
     constexpr fsfilcnt_t kManyFiles = 1'000'000'000;
 
     QString path;
@@ -154,9 +144,9 @@ int FuseVolume::statfs(const char *kernelPath, struct statvfs *status) {
     *status = {};
     status->f_bsize = kBlock;
     status->f_frsize = kBlock;
-    status->f_blocks = (isKnown ? figures[NSFileSystemSize].toULongLong() : kUnknownSize) / kBlock;
+    status->f_blocks = (isKnown ? figures[NSFileSystemSize].toULongLong() : kUnknownVolumeSize) / kBlock;
     status->f_bfree =
-        (isKnown ? figures[NSFileSystemFreeSize].toULongLong() : kUnknownSize) / kBlock;
+        (isKnown ? figures[NSFileSystemFreeSize].toULongLong() : kUnknownVolumeSize) / kBlock;
     status->f_bavail = status->f_bfree;
     status->f_files = kManyFiles;
     status->f_ffree = kManyFiles;
