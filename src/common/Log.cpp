@@ -4,6 +4,8 @@
 #include <string_view>
 #include <unistd.h>
 
+#include <QRegularExpression>
+
 namespace {
 
 // "bool A::b(const QString&)" to "A::b".
@@ -21,12 +23,18 @@ QByteArray bytes(std::string_view text) {
     return QByteArray(text.data(), qsizetype(text.size()));
 }
 
+// What a server or a file name brings along must not look like another line.
+QByteArray oneLine(QString text) {
+    static const QRegularExpression control(QStringLiteral("\\p{Cc}"));
+    return text.replace(control, QStringLiteral("?")).toUtf8();
+}
+
 }  // namespace
 
 void VDLog(const QString &text, const std::source_location &location) {
     const QByteArray line = bytes(operationName(location.function_name())) + ' ' +
                             bytes(fileName(location.file_name())) + ':' +
-                            QByteArray::number(location.line()) + ' ' + text.toUtf8() + '\n';
+                            QByteArray::number(location.line()) + ' ' + oneLine(text) + '\n';
     const int savedErrno = errno;
     while (::write(STDERR_FILENO, line.constData(), size_t(line.size())) < 0 && errno == EINTR) {
     }

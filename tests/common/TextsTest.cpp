@@ -50,7 +50,8 @@ QStringList placeholders(const QString &text) {
 // The keys that the program asks for, directly or through a table.
 QMap<QString, QString> usedKeys() {
     static const QRegularExpression use(
-        "localizedText\\(\\s*\"([^\"]+)\"|\"([A-Z][A-Za-z]+_[0-9]+|Common_[A-Za-z_]+)\"");
+        "localizedText\\(\\s*\"([^\"]+)\"|"
+        "\"([A-Z][A-Za-z]+_[0-9]+|(?:Common|Cli|GMUserFileSystem)_[A-Za-z_]+)\"");
     QMap<QString, QString> places;
     for (const char *folder : {"/src", "/apps"}) {
         QDirIterator files(kSources + folder, {"*.cpp", "*.h"}, QDir::Files,
@@ -82,12 +83,16 @@ TEST(Texts, LanguagesAgree) {
     }
 }
 
-TEST(Texts, EveryKeyOfTheProgramHasAText) {
+TEST(Texts, EveryKeyOfTheProgramHasATextAndTheTerminalHasNoOthers) {
     const QMap<QString, QString> english = textsOf("en");
     const QMap<QString, QString> used = usedKeys();
     EXPECT_TRUE(used.contains("Common_Error_Title"));
     for (auto key = used.cbegin(); key != used.cend(); ++key)
         EXPECT_TRUE(english.contains(key.key())) << qPrintable(key.key() + " in " + key.value());
+    for (auto text = english.cbegin(); text != english.cend(); ++text) {
+        const bool isKnown = !text.key().startsWith("Cli_") || used.contains(text.key());
+        EXPECT_TRUE(isKnown) << "stray: " << qPrintable(text.key());
+    }
 }
 
 TEST(Texts, LocaleChoosesTheLanguage) {

@@ -61,20 +61,6 @@ TEST_F(Messages, ComeOneAfterTheOther) {
     EXPECT_EQ(deepest, 1);
 }
 
-TEST_F(Messages, TheLastTwentyStayReadable) {
-    const QDateTime start = QDateTime::currentDateTimeUtc();
-    for (int i = 0; i < 25; ++i) {
-        VDModelessMessage::ShowMessageModeless(QString::number(i), "Title");
-        QCoreApplication::processEvents();
-    }
-    const QList<VDModelessMessage::Message> recent = VDModelessMessage::recentMessages();
-    ASSERT_EQ(recent.size(), 20);
-    EXPECT_EQ(recent.first().text, "5");
-    EXPECT_EQ(recent.last().text, "24");
-    EXPECT_EQ(recent.last().title, "Title");
-    EXPECT_GE(recent.last().time, start);
-}
-
 TEST_F(Messages, LoginFormHandsBackWhatWasTyped) {
     VDLoginForm form("Proxy");
     form.setUsername("old");

@@ -13,11 +13,9 @@ namespace {
 
 // Keeps a burst of failures from piling up on the screen.
 constexpr int kMaxPending = 6;
-constexpr int kMaxRecent = 20;
 
-std::mutex mutex;  // guards the following
+std::mutex mutex;  // guards pending
 QMap<QString, MessageShow> pending;
-QList<VDModelessMessage::Message> recent;
 
 }  // namespace
 
@@ -33,20 +31,12 @@ void VDModelessMessage::ShowMessageModeless(const QString &text, const QString &
         if (pending.size() >= kMaxPending)
             return;
         pending.insert(message.uid, message);
-        recent.append({QDateTime::currentDateTimeUtc(), shownTitle, text});
-        if (recent.size() > kMaxRecent)
-            recent.removeFirst();
     }
-    VDLog(shownTitle + QStringLiteral(": ") + text);
+    VDLog(shownTitle + QStringLiteral(": ") + text.simplified());
     message.runAlert();
 }
 
 void VDModelessMessage::finishMessage(const QString &uid) {
     const std::lock_guard lock(mutex);
     pending.remove(uid);
-}
-
-QList<VDModelessMessage::Message> VDModelessMessage::recentMessages() {
-    const std::lock_guard lock(mutex);
-    return recent;
 }
