@@ -2,22 +2,26 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 #include <utility>
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
-#include <QLockFile>
 #include <QSaveFile>
 #include <QStandardPaths>
+#include <QThread>
 
 #include "common/Text.h"
 
 namespace {
 
 constexpr int kLockWaitMs = 10'000;
+constexpr int kLockBeatMs = 5;
 constexpr int kMaxLinks = 16;
 const QString kOutput = QStringLiteral("OUTPUT");
 // Marks bytes, which JSON has no type for.
@@ -80,29 +84,40 @@ std::optional<Error> makeFolder(const QString &folder) {
     return failure("Preferences_2", folder, errno);
 }
 
-// Holds off other processes from reading for a change to having written it.
+// Holds off other processes from reading for a change to having written it. The system drops it
+// with the process, however that ends. Its file stays: without it two could hold locks on two files
+// of one name.
 class FileLock {
   public:
-    explicit FileLock(const QString &path) : lock(path + QStringLiteral(".lock")), path(path) {}
+    explicit FileLock(const QString &path) : path(path) {}
+    ~FileLock() {
+        if (descriptor >= 0)
+            ::close(descriptor);
+    }
+    FileLock(const FileLock &) = delete;
+    FileLock &operator=(const FileLock &) = delete;
 
     std::optional<Error> take() {
         if (std::optional<Error> error = makeFolder(QFileInfo(path).path()))
             return error;
-        if (lock.tryLock(kLockWaitMs))
-            return std::nullopt;
-        switch (lock.error()) {
-            case QLockFile::PermissionError:
-                return failure("Preferences_2", path, EACCES);
-            case QLockFile::LockFailedError:
+        const QByteArray name = QFile::encodeName(path + QStringLiteral(".lock"));
+        descriptor = ::open(name.constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (descriptor < 0)
+            return failure("Preferences_2", path, errno);
+        const QDeadlineTimer limit(kLockWaitMs);
+        while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+            if (errno != EWOULDBLOCK && errno != EINTR)
+                return failure("Preferences_2", path, errno);
+            if (limit.hasExpired())
                 return failure("Preferences_2", path, EBUSY);
-            default:
-                return failure("Preferences_2", path, EIO);
+            QThread::msleep(kLockBeatMs);
         }
+        return std::nullopt;
     }
 
   private:
-    QLockFile lock;
     const QString path;
+    int descriptor = -1;
 };
 
 }  // namespace
