@@ -124,8 +124,8 @@ qint64 AppDelegate::getSizeOfIndex(std::optional<int>) {
 
 QString AppDelegate::mountPointOf(const VDConnectionInfo &connectInfo, const QString &user) {
     if (!connectInfo.chengeMountPoint)
-        // Composed, unlike the volume's name: file names on Linux are told apart by their bytes, and
-        // people type composed ones.
+        // Composed, unlike the volume's name: file names on Linux are told apart by their bytes,
+        // and people type composed ones.
         return QStringLiteral("/Volumes/") + composed(connectInfo.connectionName);
     QString path = connectInfo.mountPoint;
     return path.replace(QLatin1String("${user}"), user)

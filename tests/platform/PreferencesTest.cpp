@@ -2,6 +2,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -271,6 +272,27 @@ TEST_F(PreferencesTest, FolderThatCannotBeWrittenIsAnError) {
     ASSERT_TRUE(error);
     EXPECT_TRUE(error->isPosix());
     EXPECT_FALSE(error->userInfo.value("OUTPUT").toString().isEmpty());
+}
+
+TEST_F(PreferencesTest, WithoutSpaceTheOldFileStays) {
+    Preferences before(path);
+    before.setValue("kept", "value");
+    ASSERT_TRUE(before.synchronize(nullptr));
+
+    Child writer([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_FSIZE, &none);
+        Preferences preferences(path);
+        preferences.setValue("key", "value");
+        std::optional<Error> error;
+        EXPECT_FALSE(preferences.synchronize(&error));
+        ASSERT_TRUE(error);
+        EXPECT_TRUE(error->userInfo.value("OUTPUT").toString().contains(path));
+    });
+    EXPECT_TRUE(writer.succeeded());
+    EXPECT_EQ(Preferences(path).value("kept").toString(), "value");
+    EXPECT_EQ(files(), QStringList("preferences.json"));
 }
 
 TEST_F(PreferencesTest, LinkIsWrittenThrough) {

@@ -16,8 +16,8 @@ inline const QString NSFileSize = QStringLiteral("NSFileSize");
 inline const QString NSFileCreationDate = QStringLiteral("NSFileCreationDate");
 inline const QString NSFileModificationDate = QStringLiteral("NSFileModificationDate");
 inline const QString NSFilePosixPermissions = QStringLiteral("NSFilePosixPermissions");
-// Bytes of a volume whose server tells no size. File managers refuse to copy to a volume without free
-// space, so the kernel is told of a big one.
+// Bytes of a volume whose server tells no size. File managers refuse to copy to a volume without
+// free space, so the kernel is told of a big one.
 inline constexpr quint64 kUnknownVolumeSize = quint64(1) << 50;
 inline const QString NSFileSystemSize = QStringLiteral("NSFileSystemSize");
 inline const QString NSFileSystemFreeSize = QStringLiteral("NSFileSystemFreeSize");

@@ -144,7 +144,8 @@ int FuseVolume::statfs(const char *kernelPath, struct statvfs *status) {
     *status = {};
     status->f_bsize = kBlock;
     status->f_frsize = kBlock;
-    status->f_blocks = (isKnown ? figures[NSFileSystemSize].toULongLong() : kUnknownVolumeSize) / kBlock;
+    status->f_blocks =
+        (isKnown ? figures[NSFileSystemSize].toULongLong() : kUnknownVolumeSize) / kBlock;
     status->f_bfree =
         (isKnown ? figures[NSFileSystemFreeSize].toULongLong() : kUnknownVolumeSize) / kBlock;
     status->f_bavail = status->f_bfree;
