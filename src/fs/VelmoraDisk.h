@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include <QHash>
+#include <QSet>
 #include <QString>
 
 #include "fs/MountOwner.h"
@@ -89,8 +90,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     void leaveParent(const QString &path);
     void noteListingFailure(WebDavResourceCache &entry, const Error &failure);
     // After a listing, reads the attributes of all its items in one request where they are asked
-    // for one by one. True where the path's own are in the metadata cache now.
-    bool lookAhead(const QString &path);
+    // for one by one. The path's own entry, which is in the metadata cache then; or null.
+    EntryPtr lookAhead(const QString &path);
     void rememberTypes(const QString &folder, const QStringList &names, const ListingTypes &types);
 
     QString quotaPath(const QString &path);
@@ -117,8 +118,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     struct {
         QString folder;
         QHash<QString, bool> isFolder;
-        qsizetype count = 0;  // names
-        int asked = 0;        // attributes asked for since, one by one
+        QSet<QString> unasked;  // names whose attributes nobody asked for since
+        int questions = 0;      // about its names, since it came or was looked ahead of
     } lastListing;
 
     mutable std::mutex mountMutex;  // guards the four below

@@ -92,8 +92,8 @@ void VelmoraDisk::rememberTypes(const QString &folder, const QStringList &names,
                                 const ListingTypes &types) {
     lastListing.folder = cacheKey(folder);
     lastListing.isFolder.clear();
-    lastListing.count = names.size();
-    lastListing.asked = 0;
+    lastListing.unasked = QSet<QString>(names.begin(), names.end());
+    lastListing.questions = 0;
     if (!types.known)
         return;
     for (const QString &name : names)
@@ -140,8 +140,10 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
     if (!entry)
         entry = std::make_shared<WebDavResourceCache>();
 
-    if (!entry->webDavResource() && lookAhead(path))
-        entry = metaDataCache->getMetaData(path);
+    if (!entry->webDavResource()) {
+        if (const EntryPtr known = lookAhead(path))
+            entry = known;
+    }
     if (!entry->webDavResource()) {
         const auto resource = resourceFromServer(path);
         entry->setWebDavResource(resource);

@@ -3,6 +3,7 @@
 // The vendor's server is asked item by item all the same: only there does each answer also tell
 // what may be written.
 
+#include "cache/CachePaths.h"
 #include "cache/MetaDataCache.h"
 #include "common/VDCommonUtils.h"
 #include "fs/VelmoraDisk.h"
@@ -17,19 +18,23 @@ constexpr qsizetype kFewestNames = 4;
 
 }  // namespace
 
-bool VelmoraDisk::lookAhead(const QString &path) {
-    const QString folder = VDCommonUtils::getParentName(path);
-    if (DAVConnection->isVelmora() || lastListing.count < kFewestNames ||
-        folder.normalized(QString::NormalizationForm_D) != lastListing.folder ||
-        ++lastListing.asked < kQuestionsBefore)
-        return false;
-    lastListing.asked = 0;
+VelmoraDisk::EntryPtr VelmoraDisk::lookAhead(const QString &path) {
+    const QString key = cacheKey(path);
+    const QString wanted = VDCommonUtils::lastPathComponent(key);
+    // A name counts once: a program that comes back to the same few items, or tries names that
+    // aren't there, gives no reason to read all the others.
+    if (DAVConnection->isVelmora() || lastListing.unasked.size() < kFewestNames ||
+        VDCommonUtils::getParentName(key) != lastListing.folder ||
+        !lastListing.unasked.remove(wanted) || ++lastListing.questions < kQuestionsBefore)
+        return nullptr;
+    lastListing.questions = 0;
 
-    const auto resources =
-        WebDavResource::createWebDAVItemsOfFolder(*DAVConnection, DAVConnection->serverUrl, folder);
-    bool found = false;
-    const QString wanted =
-        VDCommonUtils::lastPathComponent(path).normalized(QString::NormalizationForm_D);
+    const auto resources = WebDavResource::createWebDAVItemsOfFolder(
+        *DAVConnection, DAVConnection->serverUrl, VDCommonUtils::getParentName(path));
+    // A server that doesn't answer such a question isn't asked it again and again.
+    if (resources.isEmpty())
+        lastListing.unasked.clear();
+    EntryPtr found;
     for (auto item = resources.begin(); item != resources.end(); ++item) {
         const QString itemPath = item.value()->relativePath;
         // What is known already may be newer than the answer: a file being written, or one just
@@ -40,7 +45,8 @@ bool VelmoraDisk::lookAhead(const QString &path) {
         entry->setWebDavResource(item.value());
         entry->place = WebDavResourceCache::kOnServer;
         metaDataCache->insertMetaData(itemPath, entry);
-        found = found || item.key() == wanted;
+        if (item.key() == wanted)
+            found = entry;
     }
     return found;
 }

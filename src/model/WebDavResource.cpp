@@ -117,6 +117,10 @@ QHash<QString, std::shared_ptr<WebDavResource>> WebDavResource::createWebDAVItem
     const auto items =
         session.getItemsOfFolder(path, propertyNames(), propertyNameSpaces(), nullptr);
     for (auto item = items.begin(); item != items.end(); ++item) {
+        // Only a status: the server tells nothing of it here, and would seem to tell of an empty
+        // file.
+        if (!item.value()->findFirstName(QStringLiteral("propstat")))
+            continue;
         const auto resource = parsePropertyXML(*item.value(), LockReading::always);
         resource->serverRoot = serverRoot;
         resource->publicHostFromServer = session.publicHost;

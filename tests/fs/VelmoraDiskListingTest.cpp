@@ -196,6 +196,40 @@ TEST_F(Listing, LooksAheadWhereAListedFoldersItemsAreAskedForOneByOne) {
     EXPECT_EQ(attributesErrno("/d/missing"), ENOENT);
 }
 
+TEST_F(Listing, LooksAheadOnlyWhereThatTellsSomething) {
+    for (int number = 0; number < 10; ++number)
+        server.addFile(QStringLiteral("/d/%1").arg(number), "x");
+    connect();
+    ASSERT_EQ(attributesErrno("/d"), 0);
+    ASSERT_TRUE(disk->contentsOfDirectoryAtPath("/d", nullptr));
+    server.clearRequests();
+    for (int number = 0; number < 10; ++number)
+        EXPECT_EQ(attributesErrno(QStringLiteral("/d/missing%1").arg(number)), ENOENT);
+    EXPECT_EQ(server.countOf("PROPFIND", "/d"), 0) << "names that aren't in the folder";
+
+    server.fault({.method = "PROPFIND", .path = "/d", .times = Fault::kAlways, .status = 403});
+    for (int number = 0; number < 10; ++number)
+        EXPECT_EQ(attributesErrno(QStringLiteral("/d/%1").arg(number)), 0);
+    EXPECT_EQ(server.countOf("PROPFIND", "/d"), 1) << "a server that refuses isn't asked again";
+}
+
+TEST_F(Listing, AnItemThatAFoldersAnswerRefusesIsAskedForByItself) {
+    for (const char *path : {"/d/a", "/d/b", "/d/c", "/d/e"})
+        server.addFile(path, "x");
+    connect();
+    ASSERT_TRUE(disk->contentsOfDirectoryAtPath("/d", nullptr));
+    server.fault({.method = "PROPFIND",
+                  .path = "/d",
+                  .status = 207,
+                  .body = "<multistatus xmlns=\"DAV:\"><response><href>/d/</href>"
+                          "<propstat><prop/><status>HTTP/1.1 200 OK</status></propstat></response>"
+                          "<response><href>/d/b</href><status>HTTP/1.1 403 Forbidden</status>"
+                          "</response></multistatus>"});
+    server.fault({.method = "PROPFIND", .path = "/d/b", .status = 403});
+    ASSERT_EQ(attributesErrno("/d/a"), 0);
+    EXPECT_EQ(attributesErrno("/d/b"), EACCES);
+}
+
 TEST_F(Listing, LookingAheadChangesNothingThatIsKnown) {
     for (const char *path : {"/d/a", "/d/b", "/d/c", "/d/e", "/d/f"})
         server.addFile(path, "old");
