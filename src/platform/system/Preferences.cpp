@@ -232,12 +232,12 @@ Preferences::Contents Preferences::readUndamaged() {
 }
 
 std::optional<Error> Preferences::write(const QJsonObject &object) const {
+    const QByteArray bytes = QJsonDocument(object).toJson();
     QSaveFile file(path);
+    // commit() alone doesn't notice that what it still had to write found no space.
     if (file.open(QIODevice::WriteOnly) &&
-        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
-        file.write(QJsonDocument(object).toJson());
-        if (file.commit())
-            return std::nullopt;
-    }
+        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+        file.write(bytes) == bytes.size() && file.flush() && file.commit())
+        return std::nullopt;
     return failure("Preferences_2", path, EIO, file.errorString());
 }
