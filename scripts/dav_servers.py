@@ -126,7 +126,8 @@ class Server:
                             "-out", self.path("cert.pem")], check=True, stderr=subprocess.DEVNULL)
             with open(pem, "w") as both:
                 for part in ("key.pem", "cert.pem"):
-                    both.write(open(self.path(part)).read())
+                    with open(self.path(part)) as text:
+                        both.write(text.read())
         return pem
 
 

@@ -1,0 +1,137 @@
+"""Questions are asked in the terminal of the command that caused them."""
+import os
+import pty
+import re
+import select
+import signal
+import time
+
+import trees
+from dav_servers import Apache
+from volume import VolumeTest, await_true, is_mounted, main
+
+
+class Terminal:
+    """A command on a terminal of its own, answered as a person would."""
+
+    def __init__(self, user, *arguments):
+        self.pid, self.master = pty.fork()
+        if self.pid == 0:
+            if user.ordinary:
+                os.setgroups([])
+                os.setgid(65534)
+                os.setuid(65534)
+            os.chdir(user.place)
+            os.execve(user.program, [user.program, *arguments], user.environment)
+        self.screen = ""
+
+    def read(self, seconds):
+        ready, _, _ = select.select([self.master], [], [], seconds)
+        if not ready:
+            return False
+        try:
+            data = os.read(self.master, 4096)
+        except OSError:
+            return False
+        self.screen += data.decode(errors="replace")
+        return bool(data)
+
+    def expect(self, pattern, seconds=20):
+        """Waits for the text behind what was found last."""
+        deadline = time.monotonic() + seconds
+        while not (found := re.search(pattern, self.screen)):
+            if time.monotonic() > deadline or (not self.read(0.5) and self.ended()):
+                raise AssertionError(f"{pattern!r} was not shown; the terminal shows: {self.screen!r}")
+        shown, self.screen = self.screen[:found.end()], self.screen[found.end():]
+        return shown
+
+    def ended(self):
+        return os.waitid(os.P_PID, self.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is not None
+
+    def answer(self, text):
+        os.write(self.master, text.encode() + b"\n")
+
+    def interrupt(self):
+        os.write(self.master, b"\x03")
+
+    def exit_code(self, seconds=30):
+        await_true(lambda: self.read(0.05) or self.ended(), seconds, "the end of the command")
+        while self.read(0.2):
+            pass
+        await_true(self.ended, seconds, "the end of the command")
+        _, status = os.waitpid(self.pid, 0)
+        os.close(self.master)
+        return os.waitstatus_to_exitcode(status)
+
+
+class Questions(VolumeTest):
+    def test_a_login_is_asked_until_it_is_right(self):
+        user = self.user(True)
+        folder = self.folder()
+        trees.write(folder, "file", b"for anna")
+        server = self.server(Apache, folder, login=("anna", "right secret"))
+        volume = user.mount_point("V")
+        terminal = Terminal(user, "mount", server.url, "--name", "V", "--mount-point", volume)
+        for secret in ("wrong secret", "right secret"):
+            terminal.expect("(?i)user[^\n]*: ?")
+            terminal.answer("anna")
+            terminal.expect("(?i)password[^\n]*: ?")
+            terminal.answer(secret)
+        shown = terminal.expect("mounted")
+        self.assertNotIn("secret", shown)
+        self.assertEqual(terminal.exit_code(), 0)
+        self.assertEqual(user.run("cat", os.path.join(volume, "file")).stdout, "for anna")
+        self.assertNotIn("secret", user.log())
+
+    def test_a_certificate_is_accepted_for_the_session(self):
+        user = self.user(True)
+        folder = self.folder()
+        trees.write(folder, "file", b"over TLS")
+        server = self.server(Apache, folder, tls=True)
+        volume = user.mount_point("V")
+        refusing = Terminal(user, "mount", server.url, "--name", "V", "--mount-point", volume)
+        refusing.expect(r"(?i)certificate(.|\n)*[:?\]>] ?$")
+        refusing.answer("")
+        self.assertEqual(refusing.exit_code(), 1)
+        self.assertFalse(is_mounted(volume))
+        accepting = Terminal(user, "mount", server.url, "--name", "V", "--mount-point", volume)
+        accepting.expect(r"(?i)certificate(.|\n)*[:?\]>] ?$")
+        accepting.answer("y")
+        self.assertEqual(accepting.exit_code(), 0)
+        self.assertEqual(user.run("cat", os.path.join(volume, "file")).stdout, "over TLS")
+
+    def test_a_command_that_is_interrupted_mounts_nothing(self):
+        user = self.user(True)
+        server = self.server(Apache, self.folder(), login=("anna", "secret"))
+        volume = user.mount_point("V")
+        terminal = Terminal(user, "mount", server.url, "--name", "V", "--mount-point", volume)
+        terminal.expect("(?i)user[^\n]*: ?")
+        terminal.interrupt()
+        self.assertNotEqual(terminal.exit_code(), 0)
+        await_true(lambda: not user.processes(), 20, "the end of the background process")
+        self.assertFalse(is_mounted(volume))
+
+    def test_a_password_is_asked_for_without_echo_and_kept_enciphered(self):
+        user = self.user(True)
+        server = self.server(Apache, self.folder(), login=("anna", "stored secret"))
+        volume = user.mount_point("Kept")
+        terminal = Terminal(user, "connection", "add", "Kept", "--url", server.url, "--mount-point", volume, "--user",
+                            "anna", "--save-user", "--save-password")
+        for prompt in ("(?i)password[^\n]*: ?", "(?i)again[^\n]*: ?"):
+            terminal.expect(prompt)
+            terminal.answer("stored secret")
+        self.assertEqual(terminal.exit_code(), 0)
+        self.assertNotIn("secret", terminal.screen)
+        for where, _, files in os.walk(os.path.join(user.home, ".config")):
+            for name in files:
+                path = os.path.join(where, name)
+                self.assertEqual(os.stat(path).st_mode & 0o077, 0, path)
+                with open(path, "rb") as file:
+                    self.assertNotIn(b"secret", file.read())
+        user.velmoradisk("mount", "Kept")
+        self.assertTrue(is_mounted(volume))
+
+
+signal.signal(signal.SIGTTOU, signal.SIG_IGN)
+if __name__ == "__main__":
+    main()
