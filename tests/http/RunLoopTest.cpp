@@ -6,36 +6,22 @@
 #include "platform/net/RunLoop.h"
 #include "support/TestServer.h"
 
-TEST(RunLoop, PostedWorkRunsOnTheOwnersThread) {
+TEST(RunLoop, PostedWorkRunsOnTheOwnersThreadAndWaitsNest) {
     const auto loop = RunLoop::current();
     EXPECT_EQ(loop, RunLoop::current());
-    std::thread::id ranOn;
+    bool outer = false;
+    bool inner = false;
     std::thread([&] {
         EXPECT_NE(loop, RunLoop::current());
         loop->post([&] {
-            ranOn = std::this_thread::get_id();
-            loop->stop();
+            EXPECT_TRUE(loop->isCurrent());
+            outer = true;
+            loop->runUntil([&] { return inner; });
         });
+        loop->post([&] { inner = true; });
     }).join();
-    loop->run();
-    EXPECT_EQ(ranOn, std::this_thread::get_id());
-}
-
-TEST(RunLoop, StopEndsTheInnermostRun) {
-    const auto loop = RunLoop::current();
-    QStringList order;
-    loop->post([&] {
-        loop->post([&] {
-            order << "stop inner";
-            loop->stop();
-        });
-        loop->run();
-        order << "inner ended";
-        loop->stop();
-    });
-    loop->run();
-    order << "outer ended";
-    EXPECT_EQ(order, QStringList({"stop inner", "inner ended", "outer ended"}));
+    loop->runUntil([&] { return outer; });
+    EXPECT_TRUE(inner);
 }
 
 TEST(RunLoop, ALoopWhoseThreadHasEndedDropsWork) {
@@ -43,7 +29,6 @@ TEST(RunLoop, ALoopWhoseThreadHasEndedDropsWork) {
     std::thread([&gone] { gone = RunLoop::current(); }).join();
     const auto witness = std::make_shared<int>(0);
     gone->post([witness] { FAIL(); });
-    gone->stop();
     EXPECT_EQ(witness.use_count(), 1);
 }
 

@@ -18,7 +18,7 @@ class Inbox : public QObject {
             const std::lock_guard guard(mutex);
             functions.push_back(std::move(function));
         }
-        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+        announce();
     }
 
     bool event(QEvent *event) override {
@@ -31,12 +31,17 @@ class Inbox : public QObject {
     }
 
   private:
+    void announce() { QCoreApplication::postEvent(this, new QEvent(QEvent::User)); }
+
     std::function<void()> take() {
         const std::lock_guard guard(mutex);
         if (functions.empty())
             return {};
         std::function<void()> first = std::move(functions.front());
         functions.pop_front();
+        // A nested run would sleep on events that were posted before it began.
+        if (!functions.empty())
+            announce();
         return first;
     }
 

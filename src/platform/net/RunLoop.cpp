@@ -35,20 +35,6 @@ void RunLoop::shutDown() {
     last = std::move(inside);
 }
 
-void RunLoop::run() {
-    bool stopped = false;
-    runs.push_back(&stopped);
-    runUntil([&stopped] { return stopped; });
-    runs.pop_back();
-}
-
-void RunLoop::stop() {
-    if (!isCurrent())
-        return post([this] { stop(); });
-    if (!runs.empty())
-        *runs.back() = true;
-}
-
 void RunLoop::runUntil(const std::function<bool()> &done) {
     while (!done())
         inside->events.processEvents(QEventLoop::WaitForMoreEvents);

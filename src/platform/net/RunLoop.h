@@ -4,7 +4,6 @@
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 class CurlMulti;
 
@@ -20,13 +19,8 @@ class RunLoop {
     static std::shared_ptr<RunLoop> current();
     ~RunLoop();
 
-    // Serves events until stop(). May be nested.
-    void run();
-    // Ends the innermost run; nothing without one. Any thread; posted from a foreign one.
-    void stop();
     // Serves events until the condition holds, which is tested before the first wait and after
-    // every round. The safe form to wait for one of several things at once: a nested wait doesn't
-    // swallow the end of an outer one.
+    // every round. May be nested: an inner wait doesn't swallow the end of an outer one.
     void runUntil(const std::function<bool()> &done);
     // Runs the function on the owner's thread at its next turn; dropped if that thread has ended.
     void post(std::function<void()> function);
@@ -43,5 +37,4 @@ class RunLoop {
     const std::thread::id thread;
     std::mutex mutex;  // guards inside against posts while the thread ends
     std::unique_ptr<Inside> inside;
-    std::vector<bool *> runs;  // the stop marks of the nested runs, innermost last
 };
