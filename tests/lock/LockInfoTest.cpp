@@ -3,16 +3,6 @@
 
 namespace {
 
-TEST(LockInfo, CountNeverFallsBelowNothing) {
-    LockInfo info("/a", 1, 7);
-    info.reduce();
-    EXPECT_EQ(info.count, 0);
-    info.add();
-    info.add();
-    info.reduce();
-    EXPECT_EQ(info.count, 1);
-}
-
 TEST(LockInfo, OneHolderAtATime) {
     LockInfo info("/a", 1, 7);
     info.setLockedAnotherServer(true);

@@ -181,7 +181,7 @@ size_t HttpReadStream::onHeader(const char *bytes, size_t, size_t length, HttpRe
 void HttpReadStream::takeHeaderLine(const QByteArray &line) {
     const bool isFolded = line.startsWith(' ') || line.startsWith('\t');
     const QByteArray content = line.trimmed();
-    if (content.startsWith("HTTP/")) {
+    if (!isFolded && content.startsWith("HTTP/")) {
         answer = {};
         headComplete = false;
         answer.statusLine = decoded(content);
