@@ -1,5 +1,6 @@
 #include "xml/ReadableXml.h"
 
+#include <string_view>
 #include <utility>
 
 #include <QRegularExpression>
@@ -8,7 +9,7 @@
 namespace {
 
 // What lies outside of elements, or holds text that must stay as it is.
-const std::pair<QByteArray, QByteArray> kSkipped[] = {
+constexpr std::pair<std::string_view, std::string_view> kSkipped[] = {
     {"<!--", "-->"},
     {"<![CDATA[", "]]>"},
     {"<?", "?>"},
@@ -27,37 +28,49 @@ bool isUtf8(const QByteArray &xml) {
 }
 
 bool isNameEnd(char c) {
-    return QByteArrayView(" \t\r\n</>='\"").contains(c);
+    switch (c) {
+        case ' ':
+        case '\t':
+        case '\r':
+        case '\n':
+        case '<':
+        case '/':
+        case '>':
+        case '=':
+        case '\'':
+        case '"':
+            return true;
+        default:
+            return false;
+    }
 }
 
 // Goes from tag to tag and drops all but the last prefix of the names in them.
 class PrefixDropper {
   public:
-    explicit PrefixDropper(const QByteArray &xml) : xml(xml) {}
+    explicit PrefixDropper(const QByteArray &document)
+        : document(document), xml(document.constData(), size_t(document.size())) {}
 
     QByteArray dropped() {
-        while (at < xml.size()) {
-            at = xml.indexOf('<', at);
+        while ((at = xml.find('<', at)) < xml.size()) {
             // A document type has a syntax of its own.
-            if (at < 0 || isAt("<!DOCTYPE"))
+            if (xml.substr(at).starts_with("<!DOCTYPE"))
                 break;
             if (!skipWhole())
                 readTag();
         }
-        return copied == 0 ? xml : result + xml.sliced(copied);
+        return copied == 0 ? document : result + document.sliced(qsizetype(copied));
     }
 
   private:
-    bool isAt(QByteArrayView text) const { return QByteArrayView(xml).sliced(at).startsWith(text); }
-
-    void skipPast(const QByteArray &end, qsizetype from) {
-        const qsizetype found = xml.indexOf(end, from);
-        at = found < 0 ? xml.size() : found + end.size();
+    void skipPast(std::string_view end, size_t from) {
+        const size_t found = xml.find(end, from);
+        at = found == xml.npos ? xml.size() : found + end.size();
     }
 
     bool skipWhole() {
         for (const auto &[begin, end] : kSkipped) {
-            if (!isAt(begin))
+            if (!xml.substr(at).starts_with(begin))
                 continue;
             skipPast(end, at + begin.size());
             return true;
@@ -67,10 +80,9 @@ class PrefixDropper {
 
     void readTag() {
         while (at < xml.size() && xml[at] != '>') {
-            const char c = xml[at];
-            if (c == '"' || c == '\'')
-                skipPast(QByteArray(1, c), at + 1);
-            else if (isNameEnd(c))
+            if (xml[at] == '"' || xml[at] == '\'')
+                skipPast(xml.substr(at, 1), at + 1);
+            else if (isNameEnd(xml[at]))
                 ++at;
             else
                 readName();
@@ -78,23 +90,24 @@ class PrefixDropper {
     }
 
     void readName() {
-        const qsizetype begin = at;
-        qsizetype lastPrefix = begin;  // begins there
-        qsizetype local = begin;
+        const size_t begin = at;
+        size_t lastPrefix = begin;  // begins there
+        size_t local = begin;
         for (; at < xml.size() && !isNameEnd(xml[at]); ++at) {
             if (xml[at] == ':')
                 lastPrefix = std::exchange(local, at + 1);
         }
         if (lastPrefix == begin)
             return;
-        result += QByteArrayView(xml).sliced(copied, begin - copied);
+        result += document.sliced(qsizetype(copied), qsizetype(begin - copied));
         copied = lastPrefix;
     }
 
-    const QByteArray &xml;
-    qsizetype at = 0;
+    const QByteArray document;
+    const std::string_view xml;
+    size_t at = 0;
     QByteArray result;
-    qsizetype copied = 0;  // as far as result reaches
+    size_t copied = 0;  // as far as result reaches
 };
 
 }  // namespace
