@@ -224,6 +224,7 @@ TEST_F(CommandLine, SettingsThatCannotBeUsedAreToldOnce) {
         const auto result = program.run(command);
         EXPECT_EQ(result.code, command.first() == "log" ? 0 : 1);
         EXPECT_EQ(result.messages.count(settings), 1) << result.messages.toStdString();
+        EXPECT_FALSE(result.messages.contains("\n\n"));
         EXPECT_FALSE(result.messages.contains("no connection"));
         QDir(QFileInfo(settings).path()).removeRecursively();
     }

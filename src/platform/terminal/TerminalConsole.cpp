@@ -37,6 +37,11 @@ QByteArray harmless(QString text) {
     return text.toUtf8();
 }
 
+// Messages are written for windows, with a paragraph for the remedy.
+QString withoutBlankLines(const QString &text) {
+    return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts).join(QLatin1Char('\n'));
+}
+
 // Keeps typed characters off the screen. A stopped program would leave the shell without echo, so
 // stopping is off as well.
 class HiddenInput {
@@ -105,7 +110,8 @@ void TerminalConsole::print(const QString &line) {
 }
 
 void TerminalConsole::complain(const QString &line) {
-    writeAll(messages, QByteArrayLiteral("velmoradisk: ") + harmless(line) + '\n');
+    writeAll(messages,
+             QByteArrayLiteral("velmoradisk: ") + harmless(withoutBlankLines(line)) + '\n');
 }
 
 bool TerminalConsole::canAsk() const {

@@ -22,14 +22,10 @@ std::optional<int> buttonFor(const QString &answer, const QStringList &buttons) 
     return std::nullopt;
 }
 
-QString withoutBlankLines(const QString &text) {
-    return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts).join(QLatin1Char('\n'));
-}
-
 }  // namespace
 
 int ConsoleInterface::runAlert(const Alert &alert) {
-    console.complain(withoutBlankLines(alert.text));
+    console.complain(alert.text);
     if (!alert.informativeText.isEmpty())
         console.complain(alert.informativeText);
     told = true;
