@@ -26,6 +26,7 @@ QByteArray bytes(std::string_view text) {
 // What a server or a file name brings along must not look like another line.
 QByteArray oneLine(QString text) {
     static const QRegularExpression control(QStringLiteral("\\p{Cc}"));
+    text.replace(u'\n', u' ');  // texts of this program have several lines too
     return text.replace(control, QStringLiteral("?")).toUtf8();
 }
 

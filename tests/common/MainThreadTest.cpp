@@ -72,7 +72,7 @@ TEST(Log, LineNamesTheCaller) {
     Logger().write(std::nullopt);
     const std::string lines = testing::internal::GetCapturedStderr();
     EXPECT_THAT(lines, testing::MatchesRegex(
-                           ".*Logger::write MainThreadTest.cpp:[0-9]+ 404[?][?][?][?]ない\n"));
+                           ".*Logger::write MainThreadTest.cpp:[0-9]+ 404[?] [?][?]ない\n"));
 }
 
 TEST(Log, LinesOfSeveralThreadsStayWhole) {

@@ -265,11 +265,24 @@ TEST_F(PropertyReadTest, HeadTakesTheUrlAsGiven) {
 TEST_F(PropertyReadTest, BrokenXmlIsAFailureOfAnyOtherServer) {
     connect();
     server.addFile("/a", "x");
-    server.fault({.method = "PROPFIND", .times = Fault::kAlways, .xml = Fault::Xml::truncated});
-    EXPECT_TRUE(session->getFileList("/", forget()).isEmpty());
-    EXPECT_EQ(code(), 15);
-    EXPECT_EQ(output(), "Failure XML PARSE");
-    EXPECT_EQ(server.countOf("PROPFIND"), 5);
+    const QByteArray item = "<response><href>/a</href></response>";
+    const QByteArray bodies[] = {
+        "",
+        "<multistatus>" + item + "<response><href>/b</hr",
+        "<multistatus>" + item + "<response><href>/b</bad></response></multistatus>",
+        "<multistatus>" + item + QByteArray("<x>").repeated(2000),
+        "<!DOCTYPE a [<!ENTITY e \"&e;\">]><multistatus>" + item + "&e;</multistatus>",
+        "<multistatus>" + item + "</multistatus>" + item,
+    };
+    for (const QByteArray &body : bodies) {
+        SCOPED_TRACE(body.left(120).toStdString());
+        answerPropFind(body);
+        server.clearRequests();
+        EXPECT_TRUE(session->getFileList("/", forget()).isEmpty());
+        EXPECT_EQ(code(), 15);
+        EXPECT_EQ(output(), "Failure XML PARSE");
+        EXPECT_EQ(server.countOf("PROPFIND"), 5);
+    }
     session->getItemProperty("/", "getetag", kDavNamespaceURI, forget());
     EXPECT_EQ(code(), 15);
     EXPECT_EQ(output(), "Failure XMX PARSE");
