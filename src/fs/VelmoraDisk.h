@@ -92,7 +92,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     // After a listing, reads the attributes of all its items in one request where they are asked
     // for one by one. The path's own entry, which is in the metadata cache then; or null.
     EntryPtr lookAhead(const QString &path);
-    void rememberTypes(const QString &folder, const QStringList &names, const ListingTypes &types);
+    void rememberListing(const QString &folder, const QStringList &names,
+                         const ListingTypes &types);
 
     QString quotaPath(const QString &path);
     QString quotaPathOfRoot();

@@ -75,7 +75,7 @@ std::optional<QStringList> VelmoraDisk::contentsOfDirectoryAtPath(const QString 
     for (const QString &name : list)
         children.insert(name, name);
     entry->children = children;
-    rememberTypes(path, list, types);
+    rememberListing(path, list, types);
     return list;
 }
 
@@ -88,8 +88,8 @@ void VelmoraDisk::noteListingFailure(WebDavResourceCache &entry, const Error &fa
         entry.server_forbidden = true;
 }
 
-void VelmoraDisk::rememberTypes(const QString &folder, const QStringList &names,
-                                const ListingTypes &types) {
+void VelmoraDisk::rememberListing(const QString &folder, const QStringList &names,
+                                  const ListingTypes &types) {
     lastListing.folder = cacheKey(folder);
     lastListing.isFolder.clear();
     lastListing.unasked = QSet<QString>(names.begin(), names.end());
