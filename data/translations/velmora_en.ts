@@ -610,6 +610,9 @@ velmoradisk COMMAND [OPTION...]
     <message id="Cli_ServiceStopping">
         <translation>The background process is ending. Try again when it has.</translation>
     </message>
+    <message id="Cli_SettingsBusy">
+        <translation>Another command is changing the saved connections. Try again when it has ended.</translation>
+    </message>
     <message id="Cli_Status_Message">
         <translation>Message: %1</translation>
     </message>

@@ -610,6 +610,9 @@ velmoradisk コマンド [オプション...]
     <message id="Cli_ServiceStopping">
         <translation>バックグラウンドのプロセスが終了中です。終了後にもう一度お試しください。</translation>
     </message>
+    <message id="Cli_SettingsBusy">
+        <translation>別のコマンドが保存した接続を変更しています。終了後にもう一度お試しください。</translation>
+    </message>
     <message id="Cli_Status_Message">
         <translation>メッセージ: %1</translation>
     </message>

@@ -6,6 +6,7 @@
 #include <QStandardPaths>
 
 #include "Program.h"
+#include "platform/system/FileLock.h"
 
 namespace {
 
@@ -187,6 +188,9 @@ TEST_F(CommandLine, ConnectionsAddedAtOnceAreAllKept) {
         running += &program.start({"connection", "add", QString::number(i), "--url", "http://h/"});
     for (QProcess *process : running)
         EXPECT_EQ(program.finish(*process).code, 0);
+    // Looking doesn't wait for a change, which may last as long as a password is typed.
+    FileLock change(SingleInstance::folder() + "/settings.lock");
+    ASSERT_EQ(change.take(0), 0);
     EXPECT_EQ(program.run({"connection", "list"}).output.count('\n'), kCount);
 }
 

@@ -1,7 +1,8 @@
 // connection add, list, show, edit, remove: the saved connections.
 
+#include <cerrno>
+
 #include <QJsonDocument>
-#include <QLockFile>
 
 #include "app/AppDelegate.h"
 #include "app/ServiceClient.h"
@@ -11,30 +12,32 @@
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
 #include "connection/VDConnectionInfo.h"
+#include "platform/system/FileLock.h"
 #include "platform/system/SingleInstance.h"
 
 namespace {
 
 const QString kConnectNames = QStringLiteral("connect_names");
 const QString kUnnamed = QStringLiteral("new connection");
+constexpr int kLockWaitMs = 5000;
 constexpr qsizetype kNameLimit = 255;  // bytes; the name becomes a folder
 
 using RecordPtr = std::shared_ptr<VDConnectionInfo>;
 
-// The settings for the length of a change: two commands that change the list of names must not both
-// start from the same one.
+// The settings for the length of a command: two that change the list of names must not both start
+// from the same one.
 class Settings {
   public:
-    explicit Settings(const Invocation &invocation)
+    enum class Use { kReading, kChange };
+
+    Settings(const Invocation &invocation, Use use)
         : lock(SingleInstance::folder() + QStringLiteral("/settings.lock")),
           invocation(invocation) {
-        SingleInstance::makeFolder();
-        lock.lock();
-        isRead = invocation.readSettings();
+        isReady = (use == Use::kReading || takeLock()) && invocation.readSettings();
     }
 
     // False where nothing may be done with them; the person was told.
-    bool isRead = false;
+    bool isReady = false;
 
     QStringList names() const {
         return Preferences::standard().value(kConnectNames).toStringList();
@@ -63,12 +66,20 @@ class Settings {
     }
 
   private:
+    // Another command may hold them for as long as it asks for a password.
+    bool takeLock() {
+        SingleInstance::makeFolder();
+        const bool isBusy = lock.take(kLockWaitMs) == EBUSY;
+        if (isBusy)
+            invocation.console.complain(localizedText("Cli_SettingsBusy"));
+        return !isBusy;
+    }
     bool told(bool ok, const std::optional<Error> &error) {
         invocation.tellProblem(error);
         return ok;
     }
 
-    QLockFile lock;
+    FileLock lock;
     const Invocation &invocation;
 };
 
@@ -114,8 +125,8 @@ int add(const Invocation &invocation) {
     record.connectionName = name;
     if (const auto code = ConnectionFields::apply(invocation, record))
         return *code;
-    Settings settings(invocation);
-    if (!settings.isRead)
+    Settings settings(invocation, Settings::Use::kChange);
+    if (!settings.isReady)
         return kFailed;
     if (!settings.savedName(name).isNull())
         return invocation.fail(localizedText("AppDelegate_54"));
@@ -125,8 +136,8 @@ int add(const Invocation &invocation) {
 }
 
 int list(const Invocation &invocation) {
-    const Settings settings(invocation);
-    if (!settings.isRead)
+    const Settings settings(invocation, Settings::Use::kReading);
+    if (!settings.isReady)
         return kFailed;
     for (const QString &name : settings.names()) {
         if (const RecordPtr record = settings.record(name))
@@ -136,8 +147,8 @@ int list(const Invocation &invocation) {
 }
 
 int show(const Invocation &invocation) {
-    const Settings settings(invocation);
-    if (!settings.isRead)
+    const Settings settings(invocation, Settings::Use::kReading);
+    if (!settings.isReady)
         return kFailed;
     const QString name = settings.savedName(invocation.arguments[0]);
     const RecordPtr record = name.isNull() ? nullptr : settings.record(name);
@@ -156,8 +167,8 @@ int show(const Invocation &invocation) {
 }
 
 int edit(const Invocation &invocation) {
-    Settings settings(invocation);
-    if (!settings.isRead)
+    Settings settings(invocation, Settings::Use::kChange);
+    if (!settings.isReady)
         return kFailed;
     const QString name = settings.savedName(invocation.arguments[0]);
     const RecordPtr record = name.isNull() ? nullptr : settings.record(name);
@@ -189,8 +200,8 @@ int edit(const Invocation &invocation) {
 }
 
 int removeConnection(const Invocation &invocation) {
-    Settings settings(invocation);
-    if (!settings.isRead)
+    Settings settings(invocation, Settings::Use::kChange);
+    if (!settings.isReady)
         return kFailed;
     const QString name = settings.savedName(invocation.arguments[0]);
     if (name.isNull())

@@ -2,26 +2,23 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 #include <utility>
 
 #include <QDateTime>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <QStandardPaths>
-#include <QThread>
 
 #include "common/Text.h"
+#include "platform/system/FileLock.h"
 
 namespace {
 
 constexpr int kLockWaitMs = 10'000;
-constexpr int kLockBeatMs = 5;
+const QString kLockSuffix = QStringLiteral(".lock");
 constexpr int kMaxLinks = 16;
 const QString kOutput = QStringLiteral("OUTPUT");
 // Marks bytes, which JSON has no type for.
@@ -84,41 +81,13 @@ std::optional<Error> makeFolder(const QString &folder) {
     return failure("Preferences_2", folder, errno);
 }
 
-// Holds off other processes from reading for a change to having written it. The system drops it
-// with the process, however that ends. Its file stays: without it two could hold locks on two files
-// of one name.
-class FileLock {
-  public:
-    explicit FileLock(const QString &path) : path(path) {}
-    ~FileLock() {
-        if (descriptor >= 0)
-            ::close(descriptor);
-    }
-    FileLock(const FileLock &) = delete;
-    FileLock &operator=(const FileLock &) = delete;
-
-    std::optional<Error> take() {
-        if (std::optional<Error> error = makeFolder(QFileInfo(path).path()))
-            return error;
-        const QByteArray name = QFile::encodeName(path + QStringLiteral(".lock"));
-        descriptor = ::open(name.constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (descriptor < 0)
-            return failure("Preferences_2", path, errno);
-        const QDeadlineTimer limit(kLockWaitMs);
-        while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-            if (errno != EWOULDBLOCK && errno != EINTR)
-                return failure("Preferences_2", path, errno);
-            if (limit.hasExpired())
-                return failure("Preferences_2", path, EBUSY);
-            QThread::msleep(kLockBeatMs);
-        }
-        return std::nullopt;
-    }
-
-  private:
-    const QString path;
-    int descriptor = -1;
-};
+// From reading for a change to having written it.
+std::optional<Error> takeLock(FileLock &lock, const QString &path) {
+    if (std::optional<Error> error = makeFolder(QFileInfo(path).path()))
+        return error;
+    const int reason = lock.take(kLockWaitMs);
+    return reason ? std::optional(failure("Preferences_2", path, reason)) : std::nullopt;
+}
 
 }  // namespace
 
@@ -160,8 +129,8 @@ std::optional<Error> Preferences::reload() {
     loaded = true;
     Contents contents = read();
     if (contents.damaged) {
-        FileLock lock(path);
-        contents.error = lock.take();
+        FileLock lock(path + kLockSuffix);
+        contents.error = takeLock(lock, path);
         if (!contents.error)
             contents = readUndamaged();
     }
@@ -170,8 +139,8 @@ std::optional<Error> Preferences::reload() {
 }
 
 std::optional<Error> Preferences::applyChanges() {
-    FileLock lock(path);
-    if (std::optional<Error> error = lock.take())
+    FileLock lock(path + kLockSuffix);
+    if (std::optional<Error> error = takeLock(lock, path))
         return error;
     const Contents contents = readUndamaged();
     if (contents.error)
