@@ -347,6 +347,21 @@ TEST(ASHttpConnection, ABrokenAnswerIsAnErrorAndNotAShortOne) {
     }
 }
 
+TEST(ASHttpConnection, AnEndlessHeadIsGivenUp) {
+    QByteArray manyFields = "0";
+    for (int i = 0; i < 1100; ++i)
+        manyFields += "\r\nX-" + QByteArray::number(i) + ": ";
+    for (const QByteArray &value : {manyFields, QByteArray("0\r\n 1").repeated(60'000)}) {
+        TestServer server;
+        server.addFile("/a", "x");
+        server.setAnswerHeader("GET", "/a", "X-First", value);
+        Exchange exchange;
+        ASSERT_TRUE(exchange.get(server.url("/a")));
+        EXPECT_EQ(exchange.end(), "interrupted");
+        EXPECT_TRUE(exchange.connection.failureText.contains("head"));
+    }
+}
+
 TEST(ASHttpConnection, ALongerBodyThanAnnouncedDoesNotReachTheNextAnswer) {
     TestServer server;
     server.addFile("/a", "0123456789");

@@ -13,7 +13,8 @@
 namespace {
 
 constexpr int kMostRedirects = 10;
-constexpr qint64 kMostHeadBytes = 1024 * 1024;
+constexpr qint64 kMostHeadBytes = 256 * 1024;
+constexpr qsizetype kMostFields = 1000;
 // The text of a redirect is read so that the connection can be kept, up to this size.
 constexpr qint64 kMostDroppedBytes = 64 * 1024;
 
@@ -167,9 +168,8 @@ void HttpReadStream::follow(const QUrl &target) {
 
 size_t HttpReadStream::onHeader(const char *bytes, size_t, size_t length, HttpReadStream *self) {
     self->headBytes += static_cast<qint64>(length);
-    if (self->headBytes > kMostHeadBytes) {
-        self->text =
-            QStringLiteral("the answer's head is longer than %1 bytes").arg(kMostHeadBytes);
+    if (self->headBytes > kMostHeadBytes || self->answer.fields.size() > kMostFields) {
+        self->text = QStringLiteral("the answer's head is too long");
         return 0;
     }
     if (!self->client)
