@@ -98,6 +98,7 @@ void CacheController::disposeCache() {
         return;
     ::close(contentCache);
     contentCache = -1;
+    lastRun = {};
     QFile::remove(contentCacheFilePath);
 }
 
@@ -160,6 +161,10 @@ qint32 CacheController::deliver(ContentMap &map, qint32 block, qint32 inBlock, c
     const qint32 size = map.size(block);
     const qint32 wanted = std::min(request, size - inBlock);
     contentCacheDiskMap.hit(map.get(block));
+    if (const char *data = inLastRun(map, block)) {
+        std::copy_n(data + inBlock, wanted, buffer);
+        return wanted;
+    }
     const MemoryKey key(map.version(), block);
     if (const QByteArray *data = contentMemorycache.objectForKey(key)) {
         std::copy_n(data->constData() + inBlock, wanted, buffer);
@@ -174,6 +179,13 @@ qint32 CacheController::deliver(ContentMap &map, qint32 block, qint32 inBlock, c
     std::copy_n(data.constData() + inBlock, wanted, buffer);
     contentMemorycache.setObject(std::move(data), key);
     return wanted;
+}
+
+const char *CacheController::inLastRun(const ContentMap &map, qint32 block) const {
+    const qint64 start = qint64(block - lastRun.firstBlock) << kBlockShift;
+    const bool isHeld = lastRun.version == map.version() && block >= lastRun.firstBlock &&
+                        start + map.size(block) <= lastRun.data.size();
+    return isHeld ? lastRun.data.constData() + start : nullptr;
 }
 
 bool CacheController::readSlot(ContentMap &map, qint32 block, char *buffer) {
@@ -270,6 +282,7 @@ void CacheController::storeFetched(const QString &path, const MapPtr &map, qint3
             break;
         map->set(block, slot, bytes);
     }
+    lastRun = {map->version(), startPosition, data};
     // Making room may have emptied this very map, and so dropped it.
     registerContentMap(path, map);
 }

@@ -73,6 +73,8 @@ class CacheController {
     qint32 copyBlocks(const QString &path, MapPtr map, char *buffer, qint64 offset, qint32 request,
                       qint64 fileSize, const FileIdentifier &fileIdentifier);
     qint32 deliver(ContentMap &map, qint32 block, qint32 inBlock, char *buffer, qint32 request);
+    // The block's bytes where the last fetch still holds them, else null.
+    const char *inLastRun(const ContentMap &map, qint32 block) const;
     bool readSlot(ContentMap &map, qint32 block, char *buffer);
     bool ownsSlot(const ContentMap &map, qint32 block);
     void freeBlock(ContentMap &map, qint32 block);
@@ -86,6 +88,12 @@ class CacheController {
     int contentCache = -1;  // descriptor of the cache file
     QHash<QString, MapPtr> contentFileMapping;
     NSCache<MemoryKey, QByteArray> contentMemorycache;
+    // What the last fetch brought: a reader that goes on gets it without the way through the file.
+    struct {
+        quint64 version = 0;  // of the map
+        qint32 firstBlock = 0;
+        QByteArray data;
+    } lastRun;
     LRUQueue<ContentCacheInfo> contentCacheDiskMap;
 
     std::mutex folderTypeMonitor;  // guards folderTypeCache, requests included
