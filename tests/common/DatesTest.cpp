@@ -47,7 +47,7 @@ TEST_F(Dates, ServerFormsKnowNoLanguageAndNoZone) {
 
 TEST_F(Dates, UnreadableTextIsNoDate) {
     for (const char *text :
-         {"", " ", "x", "2024-01-02", "2024-13-02T03:04:05Z", "2024-02-31T03:04:05Z",
+         {"", "x", "2024-01-02", "2024-13-02T03:04:05Z", "2024-02-31T03:04:05Z",
           "2024-01-02T25:04:05Z", "2024-01-02T03:04:05Z and more", "2024-01-02T03:04:05.123Z"})
         EXPECT_FALSE(parseDate(text).isValid()) << text;
     for (const char *text :
@@ -59,13 +59,10 @@ TEST_F(Dates, UnreadableTextIsNoDate) {
     EXPECT_TRUE(convertLastmodifiedDate("x").isNull());
 }
 
-TEST_F(Dates, DisplayIsLocal) {
+TEST_F(Dates, DisplayAndTheDayAreLocal) {
     EXPECT_EQ(getStringForShow(kDate), "2024/01/02 12:04:05");
     EXPECT_EQ(getStringForShow({}), "");
     EXPECT_EQ(convertLastmodifiedDate("Tue, 02 Jan 2024 20:04:05 GMT"), "2024/01/03 05:04");
-}
-
-TEST_F(Dates, TheLocalDay) {
     const QDateTime lateInTheDay = QDateTime::fromString("2024-01-02T20:04:05Z", Qt::ISODate);
     EXPECT_EQ(getTodayZeroTimeString(lateInTheDay), "2024/01/03 00:00:00");
     EXPECT_EQ(getTodayZeroTime(lateInTheDay),
@@ -77,17 +74,15 @@ TEST_F(Dates, TheLocalDay) {
 }
 
 TEST_F(Dates, ThreadsReadSideBySide) {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([] {
-            for (int i = 0; i < 500; ++i) {
+            for (int i = 0; i < 200; ++i) {
                 ASSERT_EQ(parseLastmodifiedDate("Tue, 02 Jan 2024 03:04:05 GMT"), kDate);
                 ASSERT_EQ(parseDate(dateStringFromDate(kDate)), kDate);
             }
         });
     }
-    for (std::thread &thread : threads)
-        thread.join();
 }
 
 }  // namespace

@@ -23,9 +23,7 @@ TEST(Parser, KeepsLocalNamesTextAndOrder) {
     EXPECT_EQ(response->elementName, "response");
     EXPECT_EQ(response->elementValue, " one two<3>&");
     EXPECT_EQ(response->depth(), 1);
-    EXPECT_EQ(response->findFirstName("b")->depth(), 2);
     EXPECT_EQ(response->parent.lock(), root);
-    EXPECT_TRUE(root->children[1]->elementValue.isNull());
 }
 
 TEST(Parser, EveryEncodingThatNamesItself) {
@@ -37,13 +35,11 @@ TEST(Parser, EveryEncodingThatNamesItself) {
 }
 
 TEST(Parser, BytesThatAreNoTextCostTheirOwnCharacterAlone) {
-    for (const QByteArray &declaration :
-         {QByteArray(), QByteArray("\xef\xbb\xbf"), QByteArray("<?xml version='1.0'?>"),
-          QByteArray("<?xml version='1.0' encoding=\"utf-8\"?>\n")}) {
-        const auto root = treeOf(declaration + "<a><b>\xe9t\xc3\xa9</b><c d='\xff'>2</c></a>");
-        ASSERT_EQ(root->children.size(), 2);
-        EXPECT_EQ(root->children[0]->elementValue, "\ufffdté");
-        EXPECT_EQ(root->children[1]->elementValue, "2");
+    for (const char *declaration :
+         {"", "\xef\xbb\xbf", "<?xml version='1.0' encoding=\"utf-8\"?>\n"}) {
+        const auto root = treeOf(declaration + QByteArray("<a>\xe9t\xc3\xa9<c d='\xff'/></a>"));
+        EXPECT_EQ(root->elementValue, "\ufffdté");
+        EXPECT_EQ(root->children.size(), 1);
     }
 }
 
@@ -67,60 +63,32 @@ TEST(Node, Lookups) {
     EXPECT_EQ(root->findFirstXName("p/x")->elementValue, "1");
     EXPECT_EQ(root->findFirstXName("p/y/z"), nullptr) << "only the first match is followed";
     EXPECT_EQ(root->findFirstXName(""), root);
-    EXPECT_EQ(root->findIndexName("p", 0), 0);
-    EXPECT_EQ(root->findIndexName("p", 1), 1);
-    EXPECT_EQ(root->findIndexName("p", 2), -1);
-    EXPECT_EQ(root->findIndexName("p", 9), -1);
-    EXPECT_EQ(root->findIndexName("p", -5), 0);
-    EXPECT_EQ(root->findFirstName("q")->findIndexName("p", 0), -1);
+    const std::pair<int, int> indexes[] = {{0, 0}, {1, 1}, {2, -1}, {9, -1}, {-5, 0}};
+    for (const auto &[from, index] : indexes)
+        EXPECT_EQ(root->findIndexName("p", from), index) << from;
 }
 
-TEST(Node, DumpShowsTheTree) {
-    const auto root = treeOf("<a>1<b>2</b></a>");
-    testing::internal::CaptureStderr();
-    root->debugDump();
-    const std::string lines = testing::internal::GetCapturedStderr();
-    EXPECT_THAT(lines, testing::HasSubstr("a: 1\n"));
-    EXPECT_THAT(lines, testing::HasSubstr("  b: 2\n"));
-}
-
+// Whatever is broken: what came before it stays, and the next text starts afresh.
 TEST(Parser, BrokenTextLeavesWhatCameBefore) {
-    struct Case {
-        const char *xml;
-        bool hasRoot;
-    };
-    for (const Case &c : {Case{"", false},
-                          {"not xml", false},
-                          {"<a><b>1</b><c>", true},
-                          {"<a><b>1</b></wrong>", true},
-                          {"<a><b>1</b>&undeclared;</a>", true},
-                          {"<a><b>1</b></a><a/>", true},
-                          {"<a><b>1</b>\x01</a>", true},
-                          {"<?xml version='1.0' encoding='no such'?><a/>", false}}) {
-        ASXMLDomParser parser;
-        EXPECT_TRUE(parser.parse(c.xml)) << c.xml;
-        EXPECT_TRUE(parser.error) << c.xml;
-        ASSERT_EQ(parser.rootElement != nullptr, c.hasRoot) << c.xml;
-        if (!c.hasRoot)
-            continue;
-        EXPECT_EQ(parser.rootElement->findFirstName("b")->elementValue, "1") << c.xml;
-    }
-}
-
-TEST(Parser, StartsAfreshAfterAFailure) {
     ASXMLDomParser parser;
-    parser.parse("<a><b>");
-    ASSERT_TRUE(parser.error);
+    for (const char *xml : {"<a><b>1</b><c>", "<a><b>1</b></wrong>", "<a><b>1</b>&undeclared;</a>",
+                            "<a><b>1</b></a><a/>", "<a><b>1</b>\x01</a>"}) {
+        EXPECT_TRUE(parser.parse(xml)) << xml;
+        EXPECT_TRUE(parser.error) << xml;
+        ASSERT_TRUE(parser.rootElement) << xml;
+        EXPECT_EQ(parser.rootElement->findFirstName("b")->elementValue, "1") << xml;
+    }
+    for (const char *xml : {"", "not xml", "<?xml version='1.0' encoding='no such'?><a/>"}) {
+        EXPECT_TRUE(parser.parse(xml)) << xml;
+        EXPECT_TRUE(parser.error) << xml;
+        EXPECT_FALSE(parser.rootElement) << xml;
+    }
     parser.parse("<c/>");
     EXPECT_FALSE(parser.error);
     EXPECT_EQ(parser.rootElement->elementName, "c");
-    EXPECT_TRUE(parser.rootElement->children.isEmpty());
-    parser.parse("");
-    EXPECT_EQ(parser.rootElement, nullptr);
 }
 
-class Recorder : public ASXMLDomParserDelegate {
-  public:
+struct Recorder : ASXMLDomParserDelegate {
     void didStartNode(ASXMLDomParser &, const ASXMLDomNodePtr &node) override {
         events += "+" + node->elementName;
     }
@@ -138,10 +106,8 @@ TEST(Parser, TellsItsDelegate) {
     ASXMLDomParser parser;
     parser.delegate = &recorder;
     parser.parse("<a><b>1</b></a>");
-    EXPECT_EQ(recorder.events, "+a+b-b1-a.");
-    recorder.events.clear();
     parser.parse("<a><b></a>");
-    EXPECT_EQ(recorder.events, "+a+b!");
+    EXPECT_EQ(recorder.events, "+a+b-b1-a.+a+b!");
 }
 
 QByteArray entityBomb() {
@@ -153,50 +119,41 @@ QByteArray entityBomb() {
     return xml + "]><a><b/>&e11;</a>";
 }
 
+QByteArray nested(int depth) {
+    return QByteArray("<a>").repeated(depth) + QByteArray("</a>").repeated(depth);
+}
+
 TEST(Parser, HostileTextEndsSoonAndInOrder) {
-    constexpr int kMillion = 1'000'000;
-    struct Case {
+    constexpr int kMany = 100'000;
+    constexpr int kDepth = ASXMLDomParser::kMaxDepth;
+    const struct {
         const char *name;
         QByteArray xml;
         bool isRefused;
-    };
-    const Case cases[] = {
-        {"deep", QByteArray("<a>").repeated(kMillion), true},
-        {"deep and closed",
-         QByteArray("<a>").repeated(kMillion) + QByteArray("</a>").repeated(kMillion), true},
-        {"wide", "<a>" + QByteArray("<b/>").repeated(kMillion) + "</a>", false},
+    } cases[] = {
+        {"deepest", nested(kDepth), false},
+        {"too deep", nested(kDepth + 1), true},
+        {"far too deep", nested(kMany), true},
+        {"deep and open", QByteArray("<a>").repeated(kMany), true},
+        {"wide", "<a>" + QByteArray("<b/>").repeated(kMany) + "</a>", false},
         {"entity bomb", entityBomb(), true},
         {"endless entity", "<!DOCTYPE a [<!ENTITY e \"&e;\">]><a>&e;</a>", true},
-        {"external entity", "<!DOCTYPE a [<!ENTITY e SYSTEM \"file:///etc/passwd\">]><a>&e;</a>",
-         false},
-        {"long name", "<" + QByteArray(kMillion, 'n') + "/>", true},
+        {"other file", "<!DOCTYPE a [<!ENTITY e SYSTEM \"file:///etc/passwd\">]><a>&e;</a>", false},
+        {"long name", "<" + QByteArray(1'000'000, 'n') + "/>", true},
         {"many attributes", "<a " + QByteArray("x:y='1' ").repeated(1000) + "/>", true},
     };
-    for (const Case &c : cases) {
+    for (const auto &[name, xml, isRefused] : cases) {
         const auto start = std::chrono::steady_clock::now();
         {
             ASXMLDomParser parser;
-            EXPECT_TRUE(parser.parse(c.xml)) << c.name;
-            EXPECT_EQ(parser.error.has_value(), c.isRefused) << c.name;
+            EXPECT_TRUE(parser.parse(xml)) << name;
+            EXPECT_EQ(parser.error.has_value(), isRefused) << name;
             if (parser.rootElement) {
-                EXPECT_FALSE(parser.rootElement->elementValue.contains("root")) << c.name;
+                EXPECT_FALSE(parser.rootElement->elementValue.contains("root")) << name;
             }
         }
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << c.name;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << name;
     }
-}
-
-TEST(Parser, DepthUpToTheLimit) {
-    constexpr int kDepth = ASXMLDomParser::kMaxDepth;
-    const auto nested = [](int depth) {
-        return QByteArray("<a>").repeated(depth) + QByteArray("</a>").repeated(depth);
-    };
-    ASXMLDomParser parser;
-    parser.parse(nested(kDepth));
-    EXPECT_FALSE(parser.error);
-    parser.parse(nested(kDepth + 1));
-    EXPECT_TRUE(parser.error);
-    EXPECT_NE(parser.rootElement, nullptr);
 }
 
 }  // namespace
