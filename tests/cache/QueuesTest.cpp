@@ -29,18 +29,17 @@ TEST(VDQueue, LosesItsOldestWhenFull) {
 }
 
 TEST(VDSequencedMutableDictionary, OrderIsThatOfWriting) {
-    Dictionary dictionary;
-    dictionary.setObject(text("a"), 1);
-    dictionary.setObject(text("b"), 2);
-    dictionary.setObject(text("c"), 3);
-    dictionary.valueForKey(1);
+    Dictionary dictionary(3);
+    for (const int key : {0, 1, 2, 3})
+        dictionary.setObject(text("old"), key);
+    EXPECT_FALSE(dictionary.containsForKey(0)) << "beyond its capacity";
     dictionary.objectForKey(1);
     EXPECT_EQ(dictionary.firstKey(), 1) << "reading must not reorder";
 
-    dictionary.setObject(text("A"), 1);
+    dictionary.setObject(text("new"), 1);
     EXPECT_EQ(dictionary.firstKey(), 2);
     EXPECT_EQ(dictionary.lastKey(), 1);
-    EXPECT_EQ(*dictionary.lastValue(), "A");
+    EXPECT_EQ(*dictionary.lastValue(), "new");
 
     dictionary.removeObjectForKey(3);
     dictionary.removeObjectForKey(2);
@@ -48,26 +47,9 @@ TEST(VDSequencedMutableDictionary, OrderIsThatOfWriting) {
     const quint64 changes = dictionary.modCount;
     dictionary.removeObjectForKey(2);
     EXPECT_EQ(dictionary.modCount, changes);
-}
-
-TEST(VDSequencedMutableDictionary, EmptyHasNoEnds) {
-    Dictionary dictionary;
-    dictionary.setObject(text("a"), 1);
     dictionary.removeAllObjects();
-    EXPECT_TRUE(dictionary.isEnpty());
-    EXPECT_FALSE(dictionary.containsForKey(1));
     EXPECT_FALSE(dictionary.first() || dictionary.last());
-    EXPECT_FALSE(dictionary.firstKey() || dictionary.lastKey());
-    EXPECT_FALSE(dictionary.firstValue() || dictionary.lastValue());
-}
-
-TEST(VDSequencedMutableDictionary, CapacityDropsFromListAndStoreAlike) {
-    Dictionary dictionary(2);
-    for (const int key : {1, 2, 3})
-        dictionary.setObject(text("x"), key);
-    EXPECT_FALSE(dictionary.containsForKey(1));
-    EXPECT_EQ(dictionary.firstKey(), 2);
-    EXPECT_EQ(dictionary.lastKey(), 3);
+    EXPECT_FALSE(dictionary.firstKey() || dictionary.lastValue());
 }
 
 TEST(LRUQueue, EvictsTheSlotWrittenLongestAgo) {

@@ -26,29 +26,15 @@ TEST(Validators, Servers) {
 }
 
 TEST(Validators, MailAddresses) {
-    const QStringList valid{"",
-                            "a@example.com",
-                            "a.b+c/d@host",
-                            "a@",
-                            "\"a@b\"@example.com",
-                            R"("a\"b"@example.com)",
-                            "a@[localhost]",
-                            "a@10.0.0.1",
-                            letters(244) + "@example.com"};
-    const QStringList invalid{"a",
-                              "a@b@c",
-                              "\"a b\"@example.com",
-                              "@example.com",
-                              ".a@example.com",
-                              "a.@example.com",
-                              "a..b@example.com",
-                              "\"\"@example.com",
-                              "\"@example.com",
-                              "a@[10.0.0.1]",
-                              "ä@example.com",
-                              letters(245) + "@example.com"};
-    for (const QString &text : valid + invalid)
-        EXPECT_EQ(checkEMail(text), valid.contains(text)) << text.toStdString();
+    for (const char *text : {"", "a@example.com", "a.b+c/d@host", "a@", "\"a@b\"@example.com",
+                             R"("a\"b"@example.com)", "a@[localhost]", "a@10.0.0.1"})
+        EXPECT_TRUE(checkEMail(text)) << text;
+    for (const char *text : {"a", "a@b@c", "\"a b\"@example.com", "@example.com", ".a@example.com",
+                             "a.@example.com", "a..b@example.com", "\"\"@example.com",
+                             "\"@example.com", "a@[10.0.0.1]", "ä@example.com"})
+        EXPECT_FALSE(checkEMail(text)) << text;
+    EXPECT_TRUE(checkEMail(letters(244) + "@example.com"));
+    EXPECT_FALSE(checkEMail(letters(245) + "@example.com"));
 }
 
 TEST(Validators, NamesForWindows) {

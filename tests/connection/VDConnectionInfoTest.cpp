@@ -227,7 +227,6 @@ TEST(VDConnectionInfo, EqualsLooksAtWhatCounts) {
         Change ofOne;
         bool equal;
     } cases[] = {
-        {"same", automatic, none, true},
         {"name", none, [](Info &i) { i.connectionName = "x"; }, false},
         {"URL", none, [](Info &i) { i.RemoteURL = "x"; }, false},
         {"unset and empty text", none, [](Info &i) { i.RemoteURL = ""; }, true},

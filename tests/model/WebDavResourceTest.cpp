@@ -21,6 +21,7 @@ TEST_F(ItemFromServer, AsAStandardServerTellsIt) {
     const QString path = QStringLiteral("/a b%41+é.txt");
     server.addFile(path, "12345", kDate);
     server.addFolder("/folder");
+    const QByteArray token = server.lockAs(path, "taro");
     connect();
     const auto file = read(path);
     ASSERT_FALSE(file->error);
@@ -30,46 +31,28 @@ TEST_F(ItemFromServer, AsAStandardServerTellsIt) {
     EXPECT_EQ(file->relativePath, path);
     EXPECT_EQ(file->serverRoot, session->serverUrl);
     EXPECT_FALSE(file->permissionReadOnly);
-    const auto folder = read("/folder");
-    ASSERT_FALSE(folder->error);
-    EXPECT_EQ(folder->contentType, 0);
-}
-
-TEST_F(ItemFromServer, ALockOfAStandardServerIsSeen) {
-    server.addFile("/a", "1");
-    connect();
-    const QByteArray token = server.lockAs("/a", "taro");
-    const auto item = read("/a");
-    ASSERT_TRUE(item->lockDiscovery);
-    EXPECT_EQ(item->lockDiscovery->locktoken.toUtf8(), token);
-    EXPECT_EQ(item->lockType, 2);
+    EXPECT_EQ(file->lockType, 2);
+    ASSERT_TRUE(file->lockDiscovery);
+    EXPECT_EQ(file->lockDiscovery->locktoken.toUtf8(), token);
+    EXPECT_EQ(read("/folder")->contentType, 0);
 }
 
 TEST_F(ItemFromServer, AsksTheVendorsServerForEverything) {
-    server.makeVelmora();
     server.addFile("/a", "1");
     server.setProperty("/a", VelmoraNamespaceURI, "MD5", "ab12");
     server.setProperty("/a", kDavNamespaceURI, "creationuser", "<D:href>/users/taro</D:href>");
-    server.setWritableAnswer("/a", "false");
-    connect();
+    connectToVelmora();
+    // Only the exact word denies writing.
+    for (const char *answer : {"false", "FALSE", "0", ""}) {
+        server.setWritableAnswer("/a", answer);
+        EXPECT_EQ(read("/a")->permissionReadOnly, answer == QByteArray("false")) << answer;
+    }
     const auto item = read("/a");
     EXPECT_EQ(item->md5, "ab12");
     EXPECT_EQ(item->creationUser, "taro");
-    EXPECT_TRUE(item->permissionReadOnly);
     const RecordedRequest request = server.lastRequest("PROPFIND");
     EXPECT_TRUE(request.has("X-KQ-CHECK-WRITABLE"));
-    EXPECT_TRUE(request.body.contains(":report/></D:prop></D:propfind>"))
-        << request.body.constData();
-}
-
-TEST_F(ItemFromServer, OnlyTheExactWordDeniesWriting) {
-    server.makeVelmora();
-    server.addFile("/a", "1");
-    connect();
-    for (const char *answer : {"FALSE", "true", "0", ""}) {
-        server.setWritableAnswer("/a", answer);
-        EXPECT_FALSE(read("/a")->permissionReadOnly) << answer;
-    }
+    EXPECT_THAT(request.body.toStdString(), testing::HasSubstr(":report/></D:prop></D:propfind>"));
 }
 
 TEST_F(ItemFromServer, AFailureIsARecordWithAnError) {
@@ -80,23 +63,15 @@ TEST_F(ItemFromServer, AFailureIsARecordWithAnError) {
     EXPECT_TRUE(item->relativePath.isNull());
 }
 
-TEST_F(ItemFromServer, ABrokenAnswerOfAStandardServerIsNoEmptyFile) {
+TEST_F(ItemFromServer, ABrokenAnswerIsNoEmptyFileExceptOfTheVendorsServer) {
     server.addFile("/a", "12345");
     connect();
-    for (const Fault::Xml xml : {Fault::Xml::truncated, Fault::Xml::garbled}) {
-        server.fault({.method = "PROPFIND", .path = "/a", .times = Fault::kAlways, .xml = xml});
+    for (const QByteArray body : {"<m><response>", "<html><p/></html>", "garbage", ""}) {
+        server.fault({.method = "PROPFIND", .path = "/a", .status = 207, .body = body});
         const auto item = read("/a");
-        EXPECT_TRUE(item->error && item->error->is(kConnectErrorDomain, 15)) << int(xml);
-        server.clearFaults();
+        EXPECT_TRUE(item->error && item->error->is(kConnectErrorDomain, 15)) << body.constData();
     }
-    server.fault({.method = "PROPFIND", .path = "/a", .status = 200, .body = "<html><p/></html>"});
-    EXPECT_TRUE(read("/a")->error);
-}
-
-TEST_F(ItemFromServer, ABrokenAnswerOfTheVendorsServerIsReadAsFarAsItGoes) {
-    server.makeVelmora();
-    server.addFile("/a", "12345");
-    connect();
+    connectToVelmora();
     server.fault({.method = "PROPFIND", .path = "/a", .status = 207, .body = "<m><response>"});
     const auto item = read("/a");
     EXPECT_FALSE(item->error);
@@ -104,13 +79,13 @@ TEST_F(ItemFromServer, ABrokenAnswerOfTheVendorsServerIsReadAsFarAsItGoes) {
     EXPECT_EQ(item->relativePath, "/a");
 }
 
-TEST_F(ItemFromServer, LockOperationsHeedTheStateBefore) {
-    server.makeVelmora();
+TEST_F(ItemFromServer, OperationsHeedTheStateBefore) {
     server.addFile("/a", "1");
-    connect();
+    connectToVelmora();
     WebDavResource item;
     item.relativePath = "/a";
 
+    server.clearRequests();
     item.lockType = 1;
     item.fileLockOperate(*session, true);
     item.fileLockOperate(*session, false);
@@ -130,18 +105,11 @@ TEST_F(ItemFromServer, LockOperationsHeedTheStateBefore) {
     EXPECT_EQ(item.lockType, 0);
     item.fileReadOnlyOperate(*session, true);
     EXPECT_EQ(item.lockType, 1);
-}
 
-TEST_F(ItemFromServer, CancelsAPublicationWithAnAddress) {
-    server.makeVelmora();
-    server.addFile("/a", "1");
-    connect();
-    WebDavResource item;
-    item.relativePath = "/a";
+    // Only what the server knows as published is cancelled.
     item.webPublicAddress = "old";
     item.fileWebPublicCancel(*session);
     EXPECT_EQ(item.webPublicAddress, "old");
-    EXPECT_EQ(server.countOf("PROPPATCH"), 0);
     server.setProperty("/a", VelmoraNamespaceURI, "publicaddress", "p1");
     item.fileWebPublicCancel(*session);
     EXPECT_EQ(item.webPublicAddress, "");
@@ -164,12 +132,8 @@ TEST(Item, AttributesOfFilesAndFolders) {
     const auto undated = item.fileInfomation();
     EXPECT_EQ(undated->value(NSFileType), NSFileTypeRegular);
     EXPECT_EQ(undated->value(NSFileSize), QVariant(QString("5368709120")));
-    const QVariant now = undated->value(NSFileCreationDate);
-    EXPECT_TRUE(now.toDateTime().isValid());
-    for (const QString &key : {NSFileModificationDate, kGMUserFileSystemFileBackupDateKey,
-                               kGMUserFileSystemFileAccessDateKey})
-        EXPECT_EQ(undated->value(key), now) << key.toStdString();
-    EXPECT_FALSE(undated->contains(kGMUserFileSystemFileChangeDateKey));
+    EXPECT_TRUE(undated->value(NSFileCreationDate).toDateTime().isValid());
+    EXPECT_EQ(undated->value(NSFileModificationDate), undated->value(NSFileCreationDate));
 
     item.contentType = 0;
     item.fileCreationDate = kDate;
@@ -177,7 +141,6 @@ TEST(Item, AttributesOfFilesAndFolders) {
     item.fileChangeDate = kDate.addDays(2);
     item.extendAttrs = std::make_shared<AttributeMap>(AttributeMap{{"kept", 1}});
     const auto folder = item.fileInfomation();
-    EXPECT_EQ(folder, item.extendAttrs);
     EXPECT_EQ(folder->value("kept"), 1);
     EXPECT_EQ(folder->value(NSFileType), NSFileTypeDirectory);
     EXPECT_FALSE(folder->contains(NSFileSize));
@@ -209,7 +172,6 @@ TEST(Item, FollowsItsLocalFile) {
     file.setFileTime(kDate, QFileDevice::FileModificationTime);
     file.close();
     const auto item = WebDavResource::createNewFileIsDirectory(true);
-    EXPECT_EQ(item->contentType, 0);
     const QDateTime created = item->fileCreationDate;
     WebDavResource::updateFromLocalFile(path, item, false);
     EXPECT_EQ(item->contentType, 1);
@@ -217,11 +179,9 @@ TEST(Item, FollowsItsLocalFile) {
     EXPECT_EQ(item->fileCreationDate, created);
     EXPECT_TRUE(item->md5.isNull());
     WebDavResource::updateFromLocalFile(path, item, true);
-    EXPECT_EQ(item->md5, "900150983cd24fb0d6963f7d28e17f72");
     WebDavResource::updateFromLocalFile(folder.filePath("none"), item, true);
     WebDavResource::updateFromLocalFile(path, nullptr, true);
-    EXPECT_EQ(item->fileSize, 3);
-    EXPECT_EQ(WebDavResource::createFromLocalFile(path)->fileSize, 3);
+    EXPECT_EQ(item->md5, "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(WebDavResource::createFromLocalFile(folder.path())->contentType, 0);
     EXPECT_EQ(WebDavResource::createFromLocalFile(folder.filePath("none")), nullptr);
 }
