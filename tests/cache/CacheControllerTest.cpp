@@ -184,21 +184,6 @@ TEST_F(CacheControllerTest, AbsurdSizeCostsNoMemory) {
     EXPECT_EQ(readVersion("/huge", announced - 5, 10, announced, byTime(announced)), "");
 }
 
-TEST_F(CacheControllerTest, NewIdentifierDropsTheOldVersion) {
-    const QByteArray oldContent = bytes(12 * MiB, 1), newContent = bytes(12 * MiB, 2);
-    serve("/a", oldContent);
-    EXPECT_EQ(read("/a", 0, 100), oldContent.left(100));
-    EXPECT_EQ(read("/a", 10 * MiB, 100), oldContent.mid(10 * MiB, 100));
-    serve("/a", newContent, kMonday.addSecs(1));
-    source->requests.clear();
-    EXPECT_EQ(read("/a", 10 * MiB, 100), newContent.mid(10 * MiB, 100));
-    EXPECT_EQ(read("/a", 0, 100), newContent.left(100));
-    EXPECT_EQ(source->requests.size(), 2);
-
-    EXPECT_EQ(read("/a", 0, 10, byDigest("d1")), newContent.left(10));
-    EXPECT_EQ(source->requests.size(), 3) << "a digest against none is another version";
-}
-
 // The caller knows version one; the server has moved on.
 TEST_F(CacheControllerTest, AnswerOfAnotherVersionIsNeverKept) {
     const QByteArray content = bytes(12 * MiB);

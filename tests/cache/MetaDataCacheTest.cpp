@@ -59,13 +59,19 @@ TEST_F(MetaDataCacheTest, RecordLastsThreeSecondsButAnUploadAsLongAsItRuns) {
     EXPECT_EQ(cache.getExpire("/up"), CacheTime(3s)) << "not renewed";
 }
 
-TEST_F(MetaDataCacheTest, RemovalStopsTheUploadUnlessToldNotTo) {
-    cache.insertMetaData("/a", record(upload));
+TEST_F(MetaDataCacheTest, RemovalAndAnotherUploadStopTheUpload) {
+    const QList<std::optional<bool>> once{false};
+    const Record uploading = record(upload);
+    uploading->setUploadThread(upload);
+    cache.insertMetaData("/a", uploading);
     cache.removeMetaDataStopUpload("/a", false);
     EXPECT_TRUE(upload->cancels.isEmpty());
-    cache.insertMetaData("/a", record(upload));
+    const auto another = std::make_shared<FakeUpload>();
+    uploading->setUploadThread(another);
+    EXPECT_EQ(upload->cancels, once);
+    cache.insertMetaData("/a", uploading);
     cache.removeMetaData("/a");
-    EXPECT_EQ(upload->cancels, QList<std::optional<bool>>{false});
+    EXPECT_EQ(another->cancels, once);
     EXPECT_TRUE(keys().isEmpty());
 }
 
@@ -142,14 +148,4 @@ TEST(WebDavResourceCache, ExtendedAttributesSurviveARefresh) {
     EXPECT_EQ(*entry.webDavResource()->extendAttrs, merged);
     entry.setWebDavResource(std::make_shared<WebDavResource>());
     EXPECT_EQ(*entry.webDavResource()->extendAttrs, merged);
-}
-
-TEST(WebDavResourceCache, AnotherUploadCancelsThePresentOne) {
-    WebDavResourceCache entry;
-    const auto first = std::make_shared<FakeUpload>();
-    entry.setUploadThread(first);
-    entry.setUploadThread(first);
-    EXPECT_TRUE(first->cancels.isEmpty());
-    entry.setUploadThread(std::make_shared<FakeUpload>());
-    EXPECT_EQ(first->cancels, QList<std::optional<bool>>{false});
 }

@@ -27,10 +27,9 @@ TEST(Passwords, StoredFormIsFixed) {
 }
 
 TEST(Passwords, SixteenBytesOfTheKeyCount) {
-    EXPECT_EQ(AES256EncryptWithKey("a", "0123456789abcdefX"),
-              AES256EncryptWithKey("a", "0123456789abcdefYZ"));
-    EXPECT_NE(AES256EncryptWithKey("a", "0123456789abcdef"),
-              AES256EncryptWithKey("a", "0123456789abcdeF"));
+    const QByteArray data = AES256EncryptWithKey("a", "0123456789abcdefX");
+    EXPECT_EQ(data, AES256EncryptWithKey("a", "0123456789abcdefYZ"));
+    EXPECT_NE(data, AES256EncryptWithKey("a", "0123456789abcdeF"));
     EXPECT_EQ(AES256DecryptWithKey(AES256EncryptWithKey("a", "short"), "short"), "a");
 }
 

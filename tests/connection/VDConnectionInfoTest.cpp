@@ -88,21 +88,21 @@ TEST_F(ConnectionStore, SavingRemovesWhatIsNotKept) {
         const char *removed;
     } cases[] = {
         {[](Info &) {}, ""},
-        {[](Info &i) { i.saveID = false; }, "username"},
-        {[](Info &i) { i.savePassword = false; }, "userPassword"},
+        {[](Info &i) { i.saveID = i.savePassword = false; }, "userPassword username"},
         {[](Info &i) { i.password = QString(); }, "userPassword"},
         {[](Info &i) { i.chengeMountPoint = false; }, "mountPoint"},
         {[](Info &i) { i.isUseProxy = false; },
          "autoProxy isProxyHTTPS proxyHost proxyPassword proxyPort proxyUsername"},
         {[](Info &i) { i.isProxyAuto = true; }, "proxyHost proxyPort"},
-        {[](Info &i) { i.isProxyAuto.reset(); }, ""},
         {[](Info &i) { i.isUseProxyAuth.reset(); }, "isUseProxyAuth"},
         {[](Info &i) { i.proxyUsername = QString(); }, "proxyUsername"},
-        {[](Info &i) { i.proxyPassword = QString(); }, "proxyPassword"},
-        {[](Info &i) { i.isAutoMount.reset(); }, ""},
-        {[](Info &i) { i.devideSizeIndex.reset(); }, ""},
-        {[](Info &i) { i.isUseCert.reset(); }, "isUseCert"},
-        {[](Info &i) { i.isAllowSelfsign.reset(); }, "isAllowSelfsign"},
+        {[](Info &i) { i.isUseCert = i.isAllowSelfsign = std::nullopt; },
+         "isAllowSelfsign isUseCert"},
+        {[](Info &i) {
+             i.isProxyAuto = i.isAutoMount = std::nullopt;
+             i.devideSizeIndex.reset();
+         },
+         ""},
     };
     VDConnectionInfo full = office();
     full.saveID = full.savePassword = full.chengeMountPoint = true;
@@ -131,18 +131,15 @@ TEST_F(ConnectionStore, SavingRemovesWhatIsNotKept) {
     }
 }
 
-TEST_F(ConnectionStore, UnsetValuesReadAsUnset) {
+TEST_F(ConnectionStore, UnsetAndUnreadableValues) {
+    EXPECT_FALSE(load("Office"));
     save(office());
-    const auto loaded = load("Office");
+    auto loaded = load("Office");
     ASSERT_TRUE(loaded);
     EXPECT_TRUE(loaded->username.isNull());
     EXPECT_FALSE(loaded->saveID || loaded->savePassword || loaded->chengeMountPoint);
     EXPECT_FALSE(loaded->isProxyAuto || loaded->proxyPort || loaded->isAutoMount);
     EXPECT_EQ(loaded->devideSizeIndex, 0);
-}
-
-TEST_F(ConnectionStore, UnreadableValues) {
-    EXPECT_FALSE(load("Office"));
 
     store.setValue("remoteURLOffice", "");
     store.setValue("username/Office", "me");
@@ -153,7 +150,7 @@ TEST_F(ConnectionStore, UnreadableValues) {
     store.setValue("remoteURLOffice", "http://h/");
     store.setValue("userPassword/Office", QByteArray("not a cipher text"));
     ASSERT_TRUE(store.synchronize(nullptr));
-    const auto loaded = load("Office");
+    loaded = load("Office");
     ASSERT_TRUE(loaded);
     EXPECT_TRUE(loaded->password.isEmpty());
     EXPECT_FALSE(loaded->savePassword);

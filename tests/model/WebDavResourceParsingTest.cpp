@@ -53,26 +53,19 @@ TEST(SingleItem, EveryProperty) {
     EXPECT_TRUE(item->isApproval && item->isReport);
 }
 
-TEST(SingleItem, WithoutProperties) {
-    for (const auto &item : {read(""), readAnswer("")}) {
-        EXPECT_EQ(item->contentType, 1);
-        EXPECT_EQ(item->fileSize, 0);
-        EXPECT_FALSE(item->fileLastModified.isValid() || item->fileUploadDate.isValid());
-        EXPECT_TRUE(item->md5.isNull());
-        EXPECT_EQ(item->lockDiscovery, nullptr);
-    }
-}
-
-TEST(SingleItem, UnreadableValues) {
-    const auto item = read(
+TEST(SingleItem, AbsentAndUnreadableValues) {
+    const QByteArray unreadable =
         "<creationdate>x</creationdate><getcontentlength>-5</getcontentlength>"
         "<uploadtime>1e300</uploadtime><readonly>x</readonly>"
-        "<publicapproval_status>2</publicapproval_status><report/><creationuser/>");
-    EXPECT_FALSE(item->fileCreationDate.isValid());
-    EXPECT_EQ(item->fileSize, 0);
-    EXPECT_FALSE(item->fileUploadDate.isValid());
-    EXPECT_EQ(item->lockType, 0);
-    EXPECT_FALSE(item->isApproval || item->isReport);
+        "<publicapproval_status>2</publicapproval_status><report/><creationuser/>";
+    for (const auto &item : {readAnswer(""), read(""), read(unreadable)}) {
+        EXPECT_EQ(item->contentType, 1);
+        EXPECT_EQ(item->fileSize, 0);
+        EXPECT_EQ(item->lockType, 0);
+        EXPECT_FALSE(item->fileCreationDate.isValid() || item->fileUploadDate.isValid());
+        EXPECT_FALSE(item->isApproval || item->isReport || item->lockDiscovery);
+        EXPECT_TRUE(item->md5.isNull());
+    }
 }
 
 // A server that hasn't got a property lists it without a value, under a status of its own.
