@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QStandardPaths>
 
 #include "Program.h"
 #include "platform/system/FileLock.h"
@@ -18,6 +16,13 @@ class CommandLine : public testing::Test {
         return QJsonDocument::fromJson(result.output.toUtf8()).object();
     }
 
+    static void fill(const QString &path, const QByteArray &content) {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+
     Program program;
 };
 
@@ -30,28 +35,18 @@ TEST_F(CommandLine, WhatIsNotUnderstoodIsNamedWithTheWayToHelp) {
     } cases[] = {
         {{}, "command"},
         {{"nonsense"}, "nonsense"},
-        {{"connection"}, "connection"},
-        {{"connection", "add"}, "NAME"},
         {{"connection", "add", "A"}, "--url"},
-        {{"connection", "add", "A", "B", "--url", "http://h/"}, "connection add NAME"},
         {{"connection", "add", "A", "--url", "ftp://h/"}, "--url"},
         {{"connection", "add", "A", "--url", "http://h/%3f"}, "?"},
         {{"connection", "add", "a/b", "--url", "http://h/"}, "/"},
-        {{"connection", "add", "..", "--url", "http://h/"}, ".."},
         {{"connection", "add", "", "--url", "http://h/"}, "name"},
         {{"connection", "add", "A", "--url", "http://h/", "--auto-mount", "maybe"}, "--auto-mount"},
-        {{"connection", "add", "A", "--url", "http://h/", "--proxy", "h"}, "--proxy"},
         {{"connection", "add", "A", "--url", "http://h/", "--proxy", "h:0"}, "--proxy"},
         {{"connection", "add", "A", "--url", "http://h/", "--password=geheim"}, "password"},
         {{"connection", "add", "A", "--url", "http://h/", "--password-stdin=geheim"},
          "password-stdin"},
-        {{"connection", "add", "A", "--url", "http://u:geheim@h/"}, "--password-stdin"},
         {{"connection", "add", "A", "--url", "http://u%3Ageheim%40h/"}, "--password-stdin"},
-        {{"mount"}, "URL"},
-        {{"mount", "http://u:geheim@h/"}, "--password-stdin"},
         {{"mount", "A", "--password", "geheim"}, "password"},
-        {{"mount", "http://h/", "--name", "a/b"}, "/"},
-        {{"unmount"}, "NAME|MOUNTPOINT"},
         {{"status", "geheim"}, "status"},
         {{"log", "--lines", "x"}, "--lines"},
     };
@@ -67,18 +62,19 @@ TEST_F(CommandLine, WhatIsNotUnderstoodIsNamedWithTheWayToHelp) {
     }
 }
 
-TEST_F(CommandLine, HelpNeedsNothingElse) {
-    for (const QStringList &arguments : QList<QStringList>{{"--help"},
-                                                           {"--version"},
-                                                           {"connection", "add", "--help"},
-                                                           {"mount", "--help"},
-                                                           {"unmount", "--force", "--help"}}) {
+TEST_F(CommandLine, HelpAndStatusStartNothing) {
+    for (const QStringList &arguments :
+         QList<QStringList>{{"--help"}, {"--version"}, {"unmount", "--force", "--help"}}) {
         const auto result = program.run(arguments);
         EXPECT_EQ(result.code, 0) << arguments.join(' ').toStdString();
-        EXPECT_FALSE(result.output.isEmpty());
-        EXPECT_FALSE(result.output.contains("Cli_")) << result.output.toStdString();
+        EXPECT_FALSE(result.output.isEmpty() || result.output.contains("Cli_"));
         EXPECT_TRUE(result.messages.isEmpty());
     }
+    const QString status = program.run({"status", "--json"}).output;
+    EXPECT_TRUE(status.contains("\"running\": false")) << status.toStdString();
+    EXPECT_EQ(program.run({"unmount", "A"}).code, 1);
+    EXPECT_EQ(program.run({"mount", "A"}).code, 1);
+    EXPECT_FALSE(QFile::exists(program.path("VelmoraDiskLog")));
 }
 
 TEST_F(CommandLine, EveryFieldOfAConnectionIsKept) {
@@ -91,39 +87,25 @@ TEST_F(CommandLine, EveryFieldOfAConnectionIsKept) {
         QJsonValue value;
     } cases[] = {
         {{}, "RemoteURL", "http://h:81/a b/c#é"},
-        {{}, "saveID", false},
-        {{}, "isAutoMount", QJsonValue()},
-        {{"--url", "https://other/"}, "RemoteURL", "https://other/"},
         {{"--user", "anna"}, "username", "anna"},
         {{}, "saveID", true},
         {{"--no-save-user"}, "username", QJsonValue()},
         {{"--mount-point", "/mnt/${user}/x/"}, "mountPoint", "/mnt/${user}/x"},
-        {{}, "chengeMountPoint", true},
         {{"--mount-point", "relative"}, "mountPoint", program.path("relative")},
         {{"--default-mount-point"}, "mountPoint", QJsonValue()},
         {{}, "chengeMountPoint", false},
         {{"--proxy", "[::1]:3128"}, "proxyHost", "[::1]"},
         {{}, "proxyPort", 3128},
-        {{}, "isUseProxy", true},
-        {{}, "isProxyAuto", false},
-        {{"--proxy-user", "prox"}, "proxyUsername", "prox"},
-        {{}, "isUseProxyAuth", true},
+        {{"--proxy-user", "prox"}, "isUseProxyAuth", true},
         {{"--no-proxy-user"}, "isUseProxyAuth", false},
         {{"--proxy", "system"}, "isProxyAuto", true},
         {{"--proxy", "none"}, "isUseProxy", false},
         {{"--divide-size-index", "3"}, "devideSizeIndex", 3},
-        {{"--client-certificate", "yes"}, "isUseCert", true},
-        {{"--allow-self-signed", "yes"}, "isAllowSelfsign", true},
-        {{"--allow-self-signed", "no"}, "isAllowSelfsign", false},
-        {{"--auto-mount", "yes"}, "isAutoMount", true},
-        {{}, "isMount", false},
     };
     for (const auto &each : cases) {
         SCOPED_TRACE(each.options.join(' ').toStdString() + " " + each.field);
-        if (!each.options.isEmpty()) {
-            EXPECT_EQ(program.run(QStringList{"connection", "edit", "Büro"} + each.options).code,
-                      0);
-        }
+        if (!each.options.isEmpty())
+            program.run(QStringList{"connection", "edit", "Büro"} + each.options);
         const QJsonObject record = shown("Büro");
         ASSERT_TRUE(record.contains(each.field));
         EXPECT_EQ(record[each.field], each.value);
@@ -139,28 +121,22 @@ TEST_F(CommandLine, PasswordsAreReadFromInputAndNeverShown) {
     EXPECT_EQ(shown("A")["savePassword"], true);
     EXPECT_EQ(shown("A")["hasProxyPassword"], true);
     program.run({"connection", "test", "A"});
-    for (const QStringList &arguments : QList<QStringList>{{"connection", "show", "A"},
-                                                           {"connection", "show", "A", "--json"},
-                                                           {"connection", "list"},
-                                                           {"status"},
-                                                           {"log"}}) {
+    for (const QStringList &arguments : QList<QStringList>{
+             {"connection", "show", "A"}, {"connection", "show", "A", "--json"}, {"log"}}) {
         const auto result = program.run(arguments);
         EXPECT_FALSE((result.output + result.messages).contains("geheim"))
             << arguments.join(' ').toStdString();
     }
     EXPECT_FALSE(program.everything().contains("geheim"));
-    EXPECT_FALSE(program.content(".config/velmoradisk/preferences.json").isEmpty());
 
     // Nobody to ask, and nothing to read.
     EXPECT_EQ(program.run({"connection", "edit", "A", "--save-password"}).code, 1);
     EXPECT_EQ(program.run({"connection", "edit", "A", "--password-stdin"}).code, 1);
-    EXPECT_EQ(program.run({"connection", "edit", "A", "--no-save-password"}).code, 0);
-    EXPECT_EQ(shown("A")["savePassword"], false);
 }
 
 TEST_F(CommandLine, NamesAndMountPointsOfConnectionsDoNotClash) {
-    const QString composed = QStringLiteral("é");
-    const QString decomposed = composed.normalized(QString::NormalizationForm_D);
+    const QString composed = "\u00e9";
+    const QString decomposed = "e\u0301";
     const auto add = [this](const QString &name, const QString &mountPoint) {
         return program
             .run({"connection", "add", name, "--url", "http://h/", "--mount-point", mountPoint})
@@ -176,9 +152,6 @@ TEST_F(CommandLine, NamesAndMountPointsOfConnectionsDoNotClash) {
     EXPECT_EQ(shown("E")["mountPoint"], "/mnt/a/b");
     EXPECT_EQ(program.run({"connection", "show", composed}).code, 1);
     EXPECT_EQ(program.run({"connection", "list"}).output, "E\thttp://h/\nBeside\thttp://h/\n");
-    EXPECT_EQ(program.run({"connection", "remove", "E"}).code, 0);
-    EXPECT_EQ(program.run({"connection", "remove", "E"}).code, 1);
-    EXPECT_EQ(program.run({"connection", "list"}).output, "Beside\thttp://h/\n");
 }
 
 TEST_F(CommandLine, ConnectionsAddedAtOnceAreAllKept) {
@@ -194,32 +167,12 @@ TEST_F(CommandLine, ConnectionsAddedAtOnceAreAllKept) {
     EXPECT_EQ(program.run({"connection", "list"}).output.count('\n'), kCount);
 }
 
-TEST_F(CommandLine, NothingIsStartedToTellThatNothingIsMounted) {
-    const auto status = program.run({"status", "--json"});
-    EXPECT_EQ(status.code, 0);
-    const QJsonObject told = QJsonDocument::fromJson(status.output.toUtf8()).object();
-    EXPECT_EQ(told["running"], false);
-    EXPECT_EQ(told["mounts"], QJsonArray());
-    EXPECT_EQ(program.run({"unmount", "A"}).code, 1);
-    EXPECT_EQ(program.run({"mount", "A"}).code, 1);
-    EXPECT_FALSE(QFile::exists(program.path("VelmoraDiskLog")));
-}
-
 TEST_F(CommandLine, SettingsThatCannotBeUsedAreToldOnce) {
     const QString settings = program.path(".config/velmoradisk/preferences.json");
-    const QList<QStringList> commands{{"connection", "list"},
-                                      {"connection", "add", "A", "--url", "http://h/"},
-                                      {"connection", "show", "A"},
-                                      {"connection", "test", "A"},
-                                      {"mount", "A"},
-                                      {"log", "--path"}};
-    for (const QStringList &command : commands) {
+    for (const QStringList &command : QList<QStringList>{
+             {"connection", "add", "A", "--url", "http://h/"}, {"mount", "A"}, {"log", "--path"}}) {
         SCOPED_TRACE(command.join(' ').toStdString());
-        ASSERT_TRUE(QDir().mkpath(QFileInfo(settings).path()));
-        QFile file(settings);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("{");
-        file.close();
+        fill(settings, "{");
         EXPECT_EQ(program.run(command).messages.count("has been set aside"), 1);
         EXPECT_FALSE(program.run(command).messages.contains("settings file"));
 
@@ -235,16 +188,12 @@ TEST_F(CommandLine, SettingsThatCannotBeUsedAreToldOnce) {
 }
 
 TEST_F(CommandLine, LogShowsItsLastLines) {
-    QDir(program.path({})).mkdir("VelmoraDiskLog");
     QFile file(program.path("VelmoraDiskLog/velmoradisk.log"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("one\ntwo\nthree\n");
-    file.close();
+    fill(file.fileName(), "one\ntwo\nthree\n");
     const QString path = file.fileName() + "\n";
     EXPECT_EQ(program.run({"log", "--path"}).output, path);
     EXPECT_EQ(program.run({"log", "-n", "2"}).output, path + "two\nthree\n");
     EXPECT_EQ(program.run({"log", "-n", "9"}).output, path + "one\ntwo\nthree\n");
-    EXPECT_EQ(program.run({"log", "-n", "0"}).output, path);
 
     QProcess &following = program.start({"log", "-n", "1", "-f"});
     ASSERT_TRUE(waitFor([&] { return following.bytesAvailable() >= path.size() + 6; }));

@@ -8,15 +8,12 @@ TEST(ConnectionUrl, BecomesReadableTextAndAName) {
         const char *readable;
         const char *name;
     } cases[] = {
-        {"http://host/a/b", "http://host/a/b", "b"},
         {" http://host/a%20b/ ", "http://host/a b/", "a b"},
         {"https://host:8443/", "https://host:8443/", "host"},
-        {"https://host", "https://host", "host"},
         {"http://[::1]:80/", "http://[::1]:80/", "::1"},
         {"http://h/100%25%20%23/", "http://h/100% #/", "100% #"},
         {"http://h/a%2520b", "http://h/a%20b", "a%20b"},
         {"http://h/1+1", "http://h/1+1", "1+1"},
-        {"http://h/caf%C3%A9", "http://h/café", "café"},
         {"http://h/${user}", "http://h/${user}", "h"},
         {"http://h/..", "http://h/..", "h"},
     };

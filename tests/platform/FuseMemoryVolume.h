@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <fcntl.h>
 #include <map>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include <QDateTime>
@@ -14,45 +16,128 @@
 // running host, as a server's is.
 class FuseMemoryVolume : public GMUserFileSystemDelegate {
   public:
-    void addFolder(const QString &path);
+    void addFolder(const QString &path) {
+        const std::lock_guard guard(mutex);
+        items[path] = Item{.isFolder = true};
+    }
     void addFile(const QString &path, const QByteArray &content,
-                 const QDateTime &modified = QDateTime::fromSecsSinceEpoch(1'600'000'000, Qt::UTC));
-    // A name of a listing that need not be one.
-    void addName(const QString &folder, const QString &name);
-    void setMode(const QString &path, uint mode);
+                 const QDateTime &modified = QDateTime::fromSecsSinceEpoch(1'600'000'000, Qt::UTC),
+                 std::optional<uint> mode = {}) {
+        const std::lock_guard guard(mutex);
+        items[path] = Item{.content = content, .modified = modified, .mode = mode};
+    }
+    // A name in the root's listing that need not be one.
+    void addName(const QString &name) {
+        const std::lock_guard guard(mutex);
+        oddNames.append(name);
+    }
     // From now on every operation on the path fails. Without an error it fails and says nothing.
-    void fail(const QString &path, const std::optional<Error> &error);
-    void setFigures(const AttributeMap &figures);
+    void fail(const QString &path, const std::optional<Error> &error) {
+        const std::lock_guard guard(mutex);
+        failures[path] = error;
+    }
 
     // The recorded operations, "read /a", in order.
-    QStringList calls() const;
-    qsizetype callCount(const QString &call) const;
-    void forgetCalls();
-    std::optional<QByteArray> content(const QString &path) const;
-    AttributeMap setAttributesOf(const QString &path) const;
+    QStringList calls() const {
+        const std::lock_guard guard(mutex);
+        return QStringList(recorded.begin(), recorded.end());
+    }
+    qsizetype callCount(const QString &call) const { return calls().count(call); }
+    std::optional<QByteArray> content(const QString &path) const {
+        const std::lock_guard guard(mutex);
+        const auto found = items.find(path);
+        if (found == items.end())
+            return std::nullopt;
+        return QByteArray(found->second.content.constData(), found->second.content.size());
+    }
 
-    std::atomic<bool> tellsTypes = true;
+    std::atomic<bool> tellsFigures = false;
     // A read gives at most so many bytes.
     std::atomic<size_t> readLimit = SIZE_MAX;
     std::atomic<std::chrono::milliseconds> releaseTime{};
+    std::function<void(const QString &path)> inAttributes = [](const QString &) {};
 
-    void willMount() override { record(QStringLiteral("willMount"), {}); }
-    void willUnmount() override { record(QStringLiteral("willUnmount"), {}); }
+    void willMount() override { record("willMount"); }
+    void willUnmount() override { record("willUnmount"); }
+
     std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path,
-                                                         ErrorOut error) override;
-    std::optional<bool> isKnownDirectory(const QString &path) override;
-    std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path,
-                                                         const HandlePtr &userData,
-                                                         ErrorOut error) override;
-    AttributeMap attributesOfFileSystemForPath(const QString &path, ErrorOut error) override;
-    std::optional<QByteArray> valueOfExtendedAttribute(const QString &name,
-                                                       const QString &ofItemAtPath, qint64 position,
-                                                       ErrorOut error) override;
+                                                         ErrorOut error) override {
+        const std::lock_guard guard(mutex);
+        record("list", path);
+        if (!item(path, error))
+            return std::nullopt;
+        const QString folder = path == u"/" ? QString() : path;
+        QStringList names = folder.isEmpty() ? oddNames : QStringList();
+        for (const auto &[other, unused] : items) {
+            if (other != u"/" && other.left(other.lastIndexOf(u'/')) == folder)
+                names.append(other.section(u'/', -1));
+        }
+        return names;
+    }
+
+    std::optional<bool> isKnownDirectory(const QString &path) override {
+        const std::lock_guard guard(mutex);
+        const auto found = items.find(path);
+        return found == items.end() ? std::nullopt : std::optional(found->second.isFolder);
+    }
+
+    std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path, const HandlePtr &,
+                                                         ErrorOut error) override {
+        inAttributes(path);
+        const std::lock_guard guard(mutex);
+        record("attributes", path);
+        const Item *found = item(path, error);
+        if (!found)
+            return nullptr;
+        auto attributes = std::make_shared<AttributeMap>();
+        attributes->insert(NSFileType, found->isFolder ? NSFileTypeDirectory : NSFileTypeRegular);
+        if (!found->isFolder)
+            attributes->insert(NSFileSize, QString::number(found->shown().size()));
+        if (found->modified.isValid())
+            attributes->insert(NSFileModificationDate, found->modified);
+        if (found->mode)
+            attributes->insert(NSFilePosixPermissions, *found->mode);
+        return attributes;
+    }
+
+    AttributeMap attributesOfFileSystemForPath(const QString &, ErrorOut) override {
+        if (!tellsFigures)
+            return {};
+        return {{NSFileSystemSize, 8192000}, {NSFileSystemFreeSize, 4096000}};
+    }
+
+    std::optional<QByteArray> valueOfExtendedAttribute(const QString &name, const QString &, qint64,
+                                                       ErrorOut) override {
+        return name == u"user.present" ? std::optional<QByteArray>("value") : std::nullopt;
+    }
+
     bool openFileAtPath(const QString &path, int mode, HandlePtr *userData,
-                        ErrorOut error) override;
-    int readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer, size_t size,
-                       qint64 offset, ErrorOut error) override;
-    void releaseFileAtPath(const QString &path, const HandlePtr &userData) override;
+                        ErrorOut error) override {
+        const std::lock_guard guard(mutex);
+        record("open", path);
+        if (!item(path, error))
+            return false;
+        *userData = std::make_shared<Handle>(mode);
+        return true;
+    }
+
+    int readFileAtPath(const QString &path, const HandlePtr &, char *buffer, size_t size,
+                       qint64 offset, ErrorOut error) override {
+        const std::lock_guard guard(mutex);
+        record("read", path);
+        const Item *found = item(path, error);
+        if (!found)
+            return -1;
+        const auto most = qsizetype(std::min(size, readLimit.load()));
+        const QByteArray part = found->shown().mid(offset, most);
+        std::copy(part.begin(), part.end(), buffer);
+        return int(part.size());
+    }
+
+    void releaseFileAtPath(const QString &path, const HandlePtr &) override {
+        std::this_thread::sleep_for(releaseTime.load());
+        record("release", path);
+    }
 
   protected:
     struct Item {
@@ -62,26 +147,38 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
         std::optional<uint> mode = {};
         // Written to but not released: what the volume shows instead of the content.
         std::optional<QByteArray> local = {};
-        AttributeMap attributesSet = {};
 
         const QByteArray &shown() const { return local ? *local : content; }
     };
     struct Handle : HandleData {
-        int mode = 0;
-        bool changed = false;
+        explicit Handle(int mode, bool changed = false) : mode(mode), changed(changed) {}
+        const int mode;
+        bool changed;
     };
 
-    void record(const QString &operation, const QString &path);
-    bool fails(const QString &path, ErrorOut error) const;
-    Item *item(const QString &path, ErrorOut error);
+    void record(const QString &operation, const QString &path = {}) {
+        const std::lock_guard guard(mutex);
+        recorded.push_back(path.isEmpty() ? operation : operation + u' ' + path);
+    }
+
+    Item *item(const QString &path, ErrorOut error) {
+        if (const auto failure = failures.find(path); failure != failures.end()) {
+            if (*failure)
+                setError(error, **failure);
+            return nullptr;
+        }
+        const auto found = items.find(path);
+        if (found == items.end())
+            setError(error, Error::errorWithPOSIXCode(ENOENT));
+        return found == items.end() ? nullptr : &found->second;
+    }
 
     mutable std::recursive_mutex mutex;
-    std::map<QString, Item> items{{QStringLiteral("/"), Item{.isFolder = true}}};
+    std::map<QString, Item> items{{"/", Item{.isFolder = true}}};
 
   private:
-    QMap<QString, QStringList> oddNames;
+    QStringList oddNames;
     QMap<QString, std::optional<Error>> failures;
-    AttributeMap figures;
     // Not a QStringList: a copy of one shares its memory with the tests' thread.
     std::vector<QString> recorded;
 };
@@ -90,18 +187,95 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
 // change of size alone doesn't make it worth keeping.
 class FuseWritableVolume : public FuseMemoryVolume {
   public:
-    bool createFileAtPath(const QString &path, const AttributeMap &attributes, int flags,
-                          HandlePtr *userData, ErrorOut error) override;
+    bool createFileAtPath(const QString &path, const AttributeMap &attributes, int,
+                          HandlePtr *userData, ErrorOut) override {
+        const std::lock_guard guard(mutex);
+        record("create", path);
+        items[path] = Item{.modified = QDateTime::currentDateTimeUtc(),
+                           .mode = attributes.value(NSFilePosixPermissions).toUInt(),
+                           .local = QByteArray()};
+        *userData = std::make_shared<Handle>(O_RDWR, true);
+        return true;
+    }
+
     int writeFileAtPath(const QString &path, const HandlePtr &userData, const char *buffer,
-                        size_t size, qint64 offset, ErrorOut error) override;
-    bool synchronizeFileAtPath(const QString &path, const HandlePtr &userData,
-                               ErrorOut error) override;
-    void releaseFileAtPath(const QString &path, const HandlePtr &userData) override;
-    bool createDirectoryAtPath(const QString &path, const AttributeMap &attributes,
-                               ErrorOut error) override;
-    bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error) override;
-    bool removeItemAtPath(const QString &path, ErrorOut error) override;
-    bool removeDirectoryAtPath(const QString &path, ErrorOut error) override;
-    bool setAttributes(const AttributeMap &attributes, const QString &ofItemAtPath,
-                       const HandlePtr &userData, ErrorOut error) override;
+                        size_t size, qint64 offset, ErrorOut error) override {
+        const std::lock_guard guard(mutex);
+        record("write", path);
+        Item *found = item(path, error);
+        const auto handle = std::static_pointer_cast<Handle>(userData);
+        if (!found || !handle || handle->mode == O_RDONLY) {
+            setError(error, Error::errorWithPOSIXCode(EACCES));
+            return -1;
+        }
+        handle->changed = true;
+        QByteArray bytes = found->shown();
+        if (bytes.size() < offset + qint64(size))
+            bytes.resize(offset + qint64(size), '\0');
+        found->local = bytes.replace(offset, qsizetype(size), QByteArray(buffer, qsizetype(size)));
+        found->modified = QDateTime::currentDateTimeUtc();
+        return int(size);
+    }
+
+    bool synchronizeFileAtPath(const QString &path, const HandlePtr &, ErrorOut) override {
+        record("synchronize", path);
+        return true;
+    }
+
+    void releaseFileAtPath(const QString &path, const HandlePtr &userData) override {
+        {
+            const std::lock_guard guard(mutex);
+            const auto found = items.find(path);
+            if (found != items.end() && std::static_pointer_cast<Handle>(userData)->changed &&
+                found->second.local)
+                found->second.content = *std::exchange(found->second.local, std::nullopt);
+        }
+        FuseMemoryVolume::releaseFileAtPath(path, userData);
+    }
+
+    bool createDirectoryAtPath(const QString &path, const AttributeMap &, ErrorOut) override {
+        addFolder(path);
+        return true;
+    }
+
+    bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error) override {
+        const std::lock_guard guard(mutex);
+        removeItemAtPath(toPath, error);
+        std::map<QString, Item> moved;
+        for (const auto &[other, found] : items)
+            moved.emplace(isIn(path, other) ? toPath + other.mid(path.size()) : other, found);
+        items = std::move(moved);
+        return true;
+    }
+
+    bool removeItemAtPath(const QString &path, ErrorOut) override {
+        const std::lock_guard guard(mutex);
+        std::erase_if(items, [&](const auto &entry) { return isIn(path, entry.first); });
+        return true;
+    }
+    bool removeDirectoryAtPath(const QString &path, ErrorOut error) override {
+        return removeItemAtPath(path, error);
+    }
+
+    bool setAttributes(const AttributeMap &attributes, const QString &path,
+                       const HandlePtr &userData, ErrorOut error) override {
+        const std::lock_guard guard(mutex);
+        Item *found = item(path, error);
+        if (!found)
+            return false;
+        if (attributes.contains(NSFilePosixPermissions))
+            found->mode = attributes[NSFilePosixPermissions].toUInt();
+        if (attributes.contains(NSFileModificationDate))
+            found->modified = attributes[NSFileModificationDate].toDateTime();
+        const auto handle = std::static_pointer_cast<Handle>(userData);
+        if (attributes.contains(NSFileSize) && handle && handle->changed)
+            found->local->resize(attributes[NSFileSize].toLongLong(), '\0');
+        return true;
+    }
+
+  private:
+    // Whether it is that item or lies below it.
+    static bool isIn(const QString &item, const QString &path) {
+        return path == item || path.startsWith(item + u'/');
+    }
 };

@@ -2,16 +2,14 @@
 
 #include <condition_variable>
 #include <cstdio>
-#include <fcntl.h>
+#include <deque>
 #include <functional>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
 #include <QDir>
 #include <QFile>
@@ -21,6 +19,7 @@
 #include "platform/fuse/GMUserFileSystem.h"
 
 using Notification = GMUserFileSystem::Notification;
+using UnmountMode = GMUserFileSystem::UnmountMode;
 
 // Awaits a condition; false after ten seconds.
 inline bool await(const std::function<bool()> &condition) {
@@ -48,7 +47,7 @@ struct CommandResult {
 // Runs a shell's command line. Not by QProcess: its way of forking blinds the thread sanitizer.
 inline CommandResult runCommand(const QString &line) {
     CommandResult result;
-    FILE *pipe = ::popen(QString(line + QStringLiteral(" 2>&1")).toUtf8().constData(), "re");
+    FILE *pipe = ::popen((line + " 2>&1").toUtf8().constData(), "re");
     if (!pipe)
         return result;
     QFile output;
@@ -62,13 +61,11 @@ inline CommandResult runCommand(const QString &line) {
 // A path for a system call.
 class SystemPath {
   public:
-    explicit SystemPath(const QString &path) : bytes(path.toUtf8()) {}
-    SystemPath(QByteArray bytes) : bytes(std::move(bytes)) {}
-    operator const char *() const { return bytes.constData(); }
-    SystemPath operator+(const char *more) const { return bytes + more; }
+    explicit SystemPath(const QString &path) : bytes(path.toStdString()) {}
+    operator const char *() const { return bytes.c_str(); }
 
   private:
-    QByteArray bytes;
+    std::string bytes;
 };
 
 // Hosts a volume below a temporary folder; whatever the test did, nothing stays mounted.
@@ -76,7 +73,7 @@ template <typename Volume>
 class FuseMountFixture : public testing::Test {
   protected:
     struct Event {
-        Notification notification;
+        std::optional<Notification> notification;
         std::optional<Error> error;
     };
 
@@ -104,38 +101,43 @@ class FuseMountFixture : public testing::Test {
         host = std::make_unique<GMUserFileSystem>(volume, false);
         host->mountAtPath(root, options, true, true);
     }
-
     void mount(const QStringList &options = usualOptions()) {
         start(options);
-        ASSERT_EQ(awaitEvent(0), Notification::kGMUserFileSystemDidMount) << output(0);
+        const Event event = nextEvent();
+        ASSERT_EQ(event.notification, Notification::kGMUserFileSystemDidMount) << outputOf(event);
     }
-
-    // What the n-th notification was.
-    std::optional<Notification> awaitEvent(size_t n) {
-        std::unique_lock lock(mutex);
-        changed.wait_for(lock, std::chrono::seconds(10), [&] { return events.size() > n; });
-        return events.size() > n ? std::optional(events[n].notification) : std::nullopt;
-    }
-
-    std::optional<Error> eventError(size_t n) {
-        const std::lock_guard guard(mutex);
-        return n < events.size() ? events[n].error : std::nullopt;
-    }
-
-    std::string output(size_t n) {
-        const std::optional<Error> error = eventError(n);
-        return error ? error->userInfo.value(QStringLiteral("OUTPUT")).toString().toStdString()
-                     : std::string();
-    }
-
     static QStringList usualOptions() {
-        return {QStringLiteral("entry_timeout=0.05"), QStringLiteral("negative_timeout=1.0"),
-                QStringLiteral("attr_timeout=0.05"),  QStringLiteral("ac_attr_timeout=0.05"),
-                QStringLiteral("fsname=A, \\B"),      QStringLiteral("noreadahead")};
+        return {"entry_timeout=0.05",   "negative_timeout=1.0", "attr_timeout=0.05",
+                "ac_attr_timeout=0.05", "fsname=A, \\B",        "noreadahead"};
+    }
+    // The kernel asks for nothing again.
+    static QStringList lastingOptions() { return {"attr_timeout=60", "entry_timeout=60"}; }
+
+    // The next notification, empty when none comes.
+    Event nextEvent() {
+        std::unique_lock lock(mutex);
+        if (!changed.wait_for(lock, std::chrono::seconds(10), [&] { return !events.empty(); }))
+            return {};
+        Event event = events.front();
+        events.pop_front();
+        return event;
+    }
+    void expectUnmounted() {
+        EXPECT_EQ(nextEvent().notification, Notification::kGMUserFileSystemDidUnmount);
+    }
+    void expectFailure(int code, const char *text) {
+        const Event event = nextEvent();
+        ASSERT_EQ(event.notification, Notification::kGMUserFileSystemMountFailed);
+        EXPECT_EQ(event.error->code, code);
+        EXPECT_THAT(outputOf(event), testing::HasSubstr(text));
+        host->waitUntilEnded();
+        EXPECT_FALSE(host->isMounted());
+    }
+    static std::string outputOf(const Event &event) {
+        return event.error ? event.error->userInfo.value("OUTPUT").toString().toStdString() : "";
     }
 
     SystemPath at(const QString &path) const { return SystemPath(root + path); }
-
     // A file's bytes, or nothing with errno.
     std::optional<QByteArray> contentAt(const QString &path) const {
         QFile file(root + path);
@@ -143,24 +145,27 @@ class FuseMountFixture : public testing::Test {
             return std::nullopt;
         return file.readAll();
     }
-
     int statusError(const QString &path) const {
         struct stat status {};
         return failureOf(::stat(at(path), &status));
     }
-
     struct stat statusOf(const QString &path) const {
         struct stat status {};
         EXPECT_EQ(::stat(at(path), &status), 0) << path.toStdString();
         return status;
     }
-
-    int openFile(const QString &path, int flags, mode_t mode = 0644) const {
-        return ::open(at(path), flags, mode);
+    int openFile(const QString &path, int flags) const { return ::open(at(path), flags, 0644); }
+    bool awaitContent(const QString &path, const QByteArray &content) const {
+        return await([&] { return volume->content(path) == content; });
+    }
+    bool awaitReleases(const QString &path) const {
+        return await([&] {
+            return volume->callCount("open " + path) == volume->callCount("release " + path);
+        });
     }
 
     QTemporaryDir folder;
-    QString root = folder.filePath(QStringLiteral("disk"));
+    QString root = folder.filePath("disk");
     std::shared_ptr<Volume> volume = std::make_shared<Volume>();
     std::unique_ptr<GMUserFileSystem> host;
 
@@ -168,5 +173,5 @@ class FuseMountFixture : public testing::Test {
     int subscription = 0;
     std::mutex mutex;
     std::condition_variable changed;
-    std::vector<Event> events;
+    std::deque<Event> events;
 };
