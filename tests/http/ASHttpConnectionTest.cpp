@@ -20,6 +20,32 @@ std::shared_ptr<ASHttpConnectInfo> withLogin(const QString &password = kPassword
     return info;
 }
 
+std::shared_ptr<ASHttpConnectInfo> unchecked() {
+    auto info = std::make_shared<ASHttpConnectInfo>();
+    info->validatesSecureCertificate = false;
+    return info;
+}
+
+std::shared_ptr<ASHttpConnectInfo> through(const TestServer &proxy, bool https,
+                                           const QString &password = {}) {
+    auto info = unchecked();
+    info->isUseProxy = true;
+    info->isUseProxyHTTPS = https;
+    info->proxyHost = QStringLiteral("127.0.0.1");
+    info->proxyPort = proxy.port();
+    info->isUseProxyAuthorization = !password.isNull();
+    info->proxyUsername = kUser;
+    info->proxyPassword = password;
+    return info;
+}
+
+// The end of a GET, and its status.
+std::string outcome(const std::shared_ptr<ASHttpConnectInfo> &info, const QString &url) {
+    Exchange exchange(info);
+    EXPECT_TRUE(exchange.get(url));
+    return (exchange.end() + ' ' + QString::number(exchange.status())).toStdString();
+}
+
 }  // namespace
 
 TEST(ASHttpConnection, DeliversHeadAndBody) {
@@ -51,8 +77,7 @@ TEST(ASHttpConnection, SendsItsFieldsAndNoOthers) {
     ASSERT_TRUE(exchange.run());
     EXPECT_EQ(server.lastRequest().head,
               "GET /a HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(server.port()) +
-                  "\r\nX-Empty:\r\nX-Split: aX-Injected: b\r\n"
-                  "X-Text: 日本\r\n");
+                  "\r\nX-Empty:\r\nX-Split: aX-Injected: b\r\nX-Text: 日本\r\n");
 }
 
 TEST(ASHttpConnection, AUrlThatCannotBeAskedFailsBeforeAnythingIsSent) {
@@ -72,21 +97,16 @@ TEST(ASHttpConnection, UsesOneConnectionForManyRequests) {
     TestServer server;
     server.addFile("/a", QByteArray(1000, 'a'));
     const auto info = std::make_shared<ASHttpConnectInfo>();
-    for (int i = 0; i < 5; ++i)
-        ASSERT_TRUE(Exchange(info).get(server.url("/a")));
-    EXPECT_EQ(server.connectionCount(), 1);
-
-    // Gone while idle: a new one, and nobody notices.
+    const auto connectionsAfter = [&](int requests) {
+        for (int i = 0; i < requests; ++i)
+            EXPECT_EQ(outcome(info, server.url("/a")), "response 200");
+        return server.connectionCount();
+    };
+    EXPECT_EQ(connectionsAfter(5), 1);
     server.dropConnections();
-    Exchange after(info);
-    ASSERT_TRUE(after.get(server.url("/a")));
-    EXPECT_EQ(after.status(), 200);
-    EXPECT_EQ(server.connectionCount(), 2);
-
+    EXPECT_EQ(connectionsAfter(1), 2) << "gone while idle, and nobody notices";
     server.setDialect([](TestServer::Dialect &dialect) { dialect.keepAlive = false; });
-    for (int i = 0; i < 3; ++i)
-        ASSERT_TRUE(Exchange(info).get(server.url("/a")));
-    EXPECT_EQ(server.connectionCount(), 4) << "the first used the open one, then one each";
+    EXPECT_EQ(connectionsAfter(3), 4) << "the first used the open one, then one each";
 }
 
 TEST(ASHttpConnection, LoginIsLearntOnceAndThenSentAtOnce) {
@@ -98,34 +118,21 @@ TEST(ASHttpConnection, LoginIsLearntOnceAndThenSentAtOnce) {
         const auto info = withLogin();
         Exchange first(info);
         ASSERT_TRUE(first.get(server.url("/a")));
-        EXPECT_EQ(first.status(), 200);
         EXPECT_EQ(first.body, "content");
         EXPECT_EQ(server.requests().size(), 2);
         EXPECT_FALSE(server.requests().first().has("Authorization"));
         EXPECT_EQ(info->authenticationScheme, scheme == TestServer::Basic ? "Basic" : "Digest");
 
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 2; ++i) {
             server.clearRequests();
             Exchange later(info);
             later.requestBody = "<x/>";
             later.make("PROPFIND", server.url("/a"));
-            later.connection.setHeaderField("Depth", "0");
             ASSERT_TRUE(later.run());
             EXPECT_EQ(later.status(), 207);
-            ASSERT_EQ(server.requests().size(), 1) << "no 401 in between";
+            EXPECT_EQ(server.requests().size(), 1) << "no 401 in between";
             EXPECT_EQ(server.lastRequest().body, "<x/>");
         }
-
-        // Another thread of the session knows it too.
-        server.clearRequests();
-        int status = 0;
-        std::thread([&] {
-            Exchange elsewhere(info);
-            if (elsewhere.get(server.url("/a")))
-                status = elsewhere.status();
-        }).join();
-        EXPECT_EQ(status, 200);
-        EXPECT_EQ(server.requests().size(), 1);
     }
 }
 
@@ -134,27 +141,22 @@ TEST(ASHttpConnection, ARefusedLoginEndsTheExchange) {
         SCOPED_TRACE(scheme);
         TestServer server;
         server.requireLogin(scheme, kUser, kPassword);
+        server.addFile("/a", "x");
         const auto info = withLogin("wrong");
-        Exchange wrong(info);
-        ASSERT_TRUE(wrong.get(server.url("/a")));
-        EXPECT_EQ(wrong.end(), "refused");
-        EXPECT_EQ(wrong.status(), 401);
+        EXPECT_EQ(outcome(info, server.url("/a")), "refused 401");
         EXPECT_EQ(server.requests().size(), 2);
 
         // The next request tries the remembered scheme, and may ask once more.
         server.clearRequests();
-        Exchange again(info);
-        ASSERT_TRUE(again.get(server.url("/a")));
-        EXPECT_EQ(again.end(), "refused");
+        EXPECT_EQ(outcome(info, server.url("/a")), "refused 401");
         EXPECT_LE(server.requests().size(), 2);
 
-        // A new password works at once.
         info->changeLogin(false, kUser, kPassword);
-        server.addFile("/a", "x");
-        Exchange right(info);
-        ASSERT_TRUE(right.get(server.url("/a")));
-        EXPECT_EQ(right.status(), 200);
+        EXPECT_EQ(outcome(info, server.url("/a")), "response 200");
     }
+}
+
+TEST(ASHttpConnection, WithoutALoginOrAKnownSchemeNothingIsAnswered) {
     TestServer server;
     server.requireLogin(TestServer::Basic, kUser, kPassword);
     Exchange none(std::make_shared<ASHttpConnectInfo>());
@@ -162,6 +164,16 @@ TEST(ASHttpConnection, ARefusedLoginEndsTheExchange) {
     EXPECT_EQ(none.end(), "refused");
     EXPECT_EQ(none.challenges, 0);
     EXPECT_EQ(none.status(), 401);
+    EXPECT_EQ(server.requests().size(), 1);
+
+    server.fault({.times = Fault::kAlways,
+                  .status = 401,
+                  .headers = {{"WWW-Authenticate", "NTLM"}, {"WWW-Authenticate", "Negotiate"}}});
+    server.clearRequests();
+    Exchange ntlm(withLogin());
+    ASSERT_TRUE(ntlm.get(server.url("/a")));
+    EXPECT_EQ(ntlm.end(), "refused");
+    EXPECT_EQ(ntlm.errorCode(), 4001);
     EXPECT_EQ(server.requests().size(), 1);
 }
 
@@ -193,33 +205,8 @@ TEST(ASHttpConnection, ACookieOfTheChallengeGoesWithItsAnswer) {
     server.fault({.status = 401,
                   .headers = {{"WWW-Authenticate", "Basic realm=\"r\""},
                               {"Set-Cookie", "sid=7; Path=/elsewhere; Secure"}}});
-    Exchange exchange(withLogin());
-    ASSERT_TRUE(exchange.get(server.url("/a")));
-    EXPECT_EQ(exchange.status(), 200);
+    EXPECT_EQ(outcome(withLogin(), server.url("/a")), "response 200");
     EXPECT_EQ(server.lastRequest().header("Cookie"), "sid=7");
-}
-
-TEST(ASHttpConnection, DigestIsPreferredAndUnknownSchemesAreNotAnswered) {
-    TestServer server;
-    server.requireLogin(TestServer::Digest, kUser, kPassword);
-    server.addFile("/a", "x");
-    const QByteArray digest = "Digest realm=\"test\", nonce=\"n\", qop=\"auth\"";
-    server.fault(
-        {.status = 401, .headers = {{"WWW-Authenticate", "Basic realm=\"b, Digest\", " + digest}}});
-    const auto info = withLogin();
-    Exchange both(info);
-    ASSERT_TRUE(both.get(server.url("/a")));
-    EXPECT_EQ(info->authenticationScheme, "Digest");
-
-    server.fault({.times = Fault::kAlways,
-                  .status = 401,
-                  .headers = {{"WWW-Authenticate", "NTLM"}, {"WWW-Authenticate", "Negotiate"}}});
-    server.clearRequests();
-    Exchange ntlm(withLogin());
-    ASSERT_TRUE(ntlm.get(server.url("/a")));
-    EXPECT_EQ(ntlm.end(), "refused");
-    EXPECT_EQ(ntlm.errorCode(), 4001);
-    EXPECT_EQ(server.requests().size(), 1);
 }
 
 TEST(ASHttpConnection, RedirectsKeepMethodAndBody) {
@@ -247,33 +234,24 @@ TEST(ASHttpConnection, RedirectsKeepMethodAndBody) {
 TEST(ASHttpConnection, RedirectsThatAreNotFollowed) {
     TestServer server;
     server.fault({.times = Fault::kAlways, .redirect = "/loop"});
-    Exchange loop;
-    ASSERT_TRUE(loop.get(server.url("/loop")));
-    EXPECT_EQ(loop.end(), "interrupted");
-    EXPECT_EQ(loop.errorCode(), 4005);
+    EXPECT_EQ(outcome(nullptr, server.url("/loop")).substr(0, 11), "interrupted");
     EXPECT_EQ(server.requests().size(), 11);
 
     for (const char *target : {"ftp://127.0.0.1/", "file:///etc/passwd", "http:///"}) {
         server.clearFaults();
         server.fault({.redirect = target});
-        Exchange exchange;
-        ASSERT_TRUE(exchange.get(server.url("/x")));
-        EXPECT_EQ(exchange.end(), "response");
-        EXPECT_EQ(exchange.status(), 302) << target;
+        EXPECT_EQ(outcome(nullptr, server.url("/x")), "response 302") << target;
     }
-}
 
-TEST(ASHttpConnection, AChangeIsNotDoneByThePageItIsSentTo) {
+    // A change isn't done by the page it is sent to.
+    server.addFile("/login", "who are you?");
     for (const char *method : {"PUT", "DELETE", "GET"}) {
-        SCOPED_TRACE(method);
-        TestServer server;
-        server.addFile("/login", "who are you?");
         server.fault({.path = "/a", .status = 303, .redirect = "/login"});
         Exchange exchange;
         exchange.make(method, server.url("/a"));
         ASSERT_TRUE(exchange.run());
         EXPECT_EQ(exchange.end(), "response");
-        EXPECT_EQ(exchange.status(), QByteArray(method) == "GET" ? 200 : 303);
+        EXPECT_EQ(exchange.status(), QByteArray(method) == "GET" ? 200 : 303) << method;
     }
 }
 
@@ -287,10 +265,8 @@ TEST(ASHttpConnection, SecretsStayAtHomeOnARedirect) {
         const auto info = withLogin();
         ASSERT_TRUE(Exchange(info).get(home.url("/a")));
         stranger.requireLogin(scheme, kUser, kPassword);
-        home.clearRequests();
         stranger.setAnswerHeader({}, {}, "Set-Cookie", "planted=1");
-        home.fault({.redirect = stranger.url("/b").toUtf8()});
-        home.fault({.redirect = stranger.url("/b").toUtf8()});
+        home.fault({.times = 2, .redirect = stranger.url("/b").toUtf8()});
         Exchange exchange(info);
         exchange.make("PUT", home.url("/a"));
         exchange.requestBody = "body";
@@ -309,14 +285,16 @@ TEST(ASHttpConnection, SecretsStayAtHomeOnARedirect) {
         // The server's own login still works without a new question.
         home.clearFaults();
         home.clearRequests();
-        Exchange after(info);
-        ASSERT_TRUE(after.get(home.url("/a")));
-        EXPECT_EQ(after.status(), 200);
+        EXPECT_EQ(outcome(info, home.url("/a")), "response 200");
         EXPECT_EQ(home.requests().size(), 1);
     }
 }
 
 TEST(ASHttpConnection, ABrokenAnswerIsAnErrorAndNotAShortOne) {
+    QByteArray manyFields = "0";
+    for (int i = 0; i < 1100; ++i)
+        manyFields += "\r\nX-" + QByteArray::number(i) + ": ";
+    const QByteArray longField = QByteArray("0\r\n 1").repeated(60'000);
     struct Case {
         const char *name;
         Fault fault;
@@ -328,6 +306,8 @@ TEST(ASHttpConnection, ABrokenAnswerIsAnErrorAndNotAShortOne) {
         {"shorter than announced", {.times = Fault::kAlways, .lengthDelta = -1}},
         {"a chunk missing", {.times = Fault::kAlways, .cutAfter = 1000}, true},
         {"no answer", {.times = Fault::kAlways, .close = true}},
+        {"a head of many fields", {.times = Fault::kAlways, .headers = {{"X-A", manyFields}}}},
+        {"a head of one long field", {.times = Fault::kAlways, .headers = {{"X-A", longField}}}},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -347,21 +327,6 @@ TEST(ASHttpConnection, ABrokenAnswerIsAnErrorAndNotAShortOne) {
     }
 }
 
-TEST(ASHttpConnection, AnEndlessHeadIsGivenUp) {
-    QByteArray manyFields = "0";
-    for (int i = 0; i < 1100; ++i)
-        manyFields += "\r\nX-" + QByteArray::number(i) + ": ";
-    for (const QByteArray &value : {manyFields, QByteArray("0\r\n 1").repeated(60'000)}) {
-        TestServer server;
-        server.addFile("/a", "x");
-        server.setAnswerHeader("GET", "/a", "X-First", value);
-        Exchange exchange;
-        ASSERT_TRUE(exchange.get(server.url("/a")));
-        EXPECT_EQ(exchange.end(), "interrupted");
-        EXPECT_TRUE(exchange.connection.failureText.contains("head"));
-    }
-}
-
 TEST(ASHttpConnection, ALongerBodyThanAnnouncedDoesNotReachTheNextAnswer) {
     TestServer server;
     server.addFile("/a", "0123456789");
@@ -375,8 +340,7 @@ TEST(ASHttpConnection, ALongerBodyThanAnnouncedDoesNotReachTheNextAnswer) {
 }
 
 TEST(ASHttpConnection, NoServerAndNoHost) {
-    quint16 port = 0;
-    { port = TestServer().port(); }
+    const quint16 port = TestServer().port();
     for (const QString &url : {QStringLiteral("http://bob:pw@127.0.0.1:%1/").arg(port),
                                QStringLiteral("http://bob:pw@no-such-host.invalid/")}) {
         Exchange exchange;
@@ -394,9 +358,9 @@ class IdleWatch : public testing::Test {
     void TearDown() override { ASHttpConnection::setInspectInterval(5s); }
 };
 
-TEST_F(IdleWatch, EndsASilentExchange) {
+TEST_F(IdleWatch, EndsASilentExchangeButNotASlowOne) {
     TestServer server;
-    server.addFile("/a", QByteArray(100'000, 'a'));
+    server.addFile("/a", QByteArray(200, 'a'));
     for (const Fault &fault : {Fault{.stall = true}, Fault{.stallAfter = 10}}) {
         server.fault(fault);
         Exchange exchange;
@@ -411,17 +375,12 @@ TEST_F(IdleWatch, EndsASilentExchange) {
         server.clearFaults();
         server.releaseStalled();
     }
-}
-
-TEST_F(IdleWatch, ASlowAnswerIsAlive) {
-    TestServer server;
-    server.addFile("/a", QByteArray(200, 'a'));
     server.fault({.bytesPerSecond = 400});  // half a second in all, a piece every 50 ms
-    Exchange exchange;
-    exchange.limit = 50.0;  // 200 ms
-    ASSERT_TRUE(exchange.get(server.url("/a")));
-    EXPECT_EQ(exchange.end(), "response");
-    EXPECT_EQ(exchange.body.size(), 200);
+    Exchange slow;
+    slow.limit = 50.0;  // 200 ms
+    ASSERT_TRUE(slow.get(server.url("/a")));
+    EXPECT_EQ(slow.end(), "response");
+    EXPECT_EQ(slow.body.size(), 200);
 }
 
 TEST(ASHttpConnectionTls, TrustDecidesAndTheMarkTellsWhy) {
@@ -458,22 +417,18 @@ TEST(ASHttpConnectionTls, TrustDecidesAndTheMarkTellsWhy) {
         qunsetenv("SSL_CERT_FILE");
         EXPECT_EQ(exchange.end(), c.works ? "response" : "interrupted");
         EXPECT_EQ(exchange.mark(), c.works ? "" : "ServerSelfCertificate");
+        if (c.validates)
+            continue;
+
+        // An unchecked connection is not used by a checked request.
+        info->validatesSecureCertificate = true;
+        Exchange checked(info);
+        ASSERT_TRUE(checked.get(server.url("/a")));
+        EXPECT_EQ(checked.mark(), "ServerSelfCertificate");
     }
 }
 
-TEST(ASHttpConnectionTls, AnUncheckedConnectionIsNotUsedByACheckedRequest) {
-    TestServer server(TestServer::Https);
-    server.addFile("/a", "x");
-    const auto info = std::make_shared<ASHttpConnectInfo>();
-    info->validatesSecureCertificate = false;
-    ASSERT_TRUE(Exchange(info).get(server.url("/a")));
-    info->validatesSecureCertificate = true;
-    Exchange checked(info);
-    ASSERT_TRUE(checked.get(server.url("/a")));
-    EXPECT_EQ(checked.mark(), "ServerSelfCertificate");
-}
-
-TEST(ASHttpConnectionTls, ShowsTheClientsCertificate) {
+TEST(ASHttpConnectionTls, ShowsTheClientsCertificateToItsServerAlone) {
     Certificate::Options options;
     options.commonName = QStringLiteral("Ann Client");
     const Certificate client = Certificate::make(options);
@@ -481,29 +436,23 @@ TEST(ASHttpConnectionTls, ShowsTheClientsCertificate) {
     ASSERT_TRUE(file.open());
     file.write(client.certificatePem + client.keyPem);
     file.flush();
-
-    TestServer server(TestServer::Https);
-    server.askForClientCertificate();
-    server.addFile("/a", "x");
-    const auto info = std::make_shared<ASHttpConnectInfo>();
-    info->validatesSecureCertificate = false;
+    const auto info = unchecked();
     info->clientCertificates = {{.label = {},
                                  .certificate = file.fileName(),
                                  .privateKey = file.fileName(),
                                  .type = QStringLiteral("PEM"),
                                  .passphrase = {}}};
-    Exchange exchange(info);
-    ASSERT_TRUE(exchange.get(server.url("/a")));
-    EXPECT_EQ(exchange.status(), 200);
+    TestServer server(TestServer::Https);
+    TestServer other(TestServer::Https);
+    for (TestServer *each : {&server, &other}) {
+        each->askForClientCertificate();
+        each->addFile("/a", "x");
+    }
+    EXPECT_EQ(outcome(info, server.url("/a")), "response 200");
     EXPECT_EQ(server.lastRequest().clientCommonName, "Ann Client");
 
-    TestServer other(TestServer::Https);
-    other.askForClientCertificate();
-    other.addFile("/b", "x");
-    server.fault({.redirect = other.url("/b").toUtf8()});
-    Exchange elsewhere(info);
-    ASSERT_TRUE(elsewhere.get(server.url("/a")));
-    EXPECT_EQ(elsewhere.status(), 200);
+    server.fault({.redirect = other.url("/a").toUtf8()});
+    EXPECT_EQ(outcome(info, server.url("/a")), "response 200");
     EXPECT_EQ(other.lastRequest().clientCommonName, "");
 
     info->clientCertificates[0].certificate = QStringLiteral("/nowhere.pem");
@@ -513,55 +462,32 @@ TEST(ASHttpConnectionTls, ShowsTheClientsCertificate) {
 }
 
 TEST(ASHttpConnectionProxy, PlainAndTunnelWithLogin) {
-    for (const auto mode : {TestServer::Http, TestServer::Https})
+    for (const bool https : {false, true})
         for (const auto scheme : {TestServer::NoLogin, TestServer::Basic, TestServer::Digest}) {
-            SCOPED_TRACE(testing::Message() << "mode " << mode << " scheme " << scheme);
-            TestServer server(mode);
+            SCOPED_TRACE(testing::Message() << "https " << https << " scheme " << scheme);
+            const bool login = scheme != TestServer::NoLogin;
+            TestServer server(https ? TestServer::Https : TestServer::Http);
             server.addFile("/a", "through");
             TestServer proxy(TestServer::HttpProxy);
-            if (scheme != TestServer::NoLogin)
-                proxy.requireLogin(scheme, kUser, kPassword);
-            const auto info = std::make_shared<ASHttpConnectInfo>();
-            info->validatesSecureCertificate = false;
-            info->isUseProxy = true;
-            info->isUseProxyHTTPS = mode == TestServer::Https;
-            info->proxyHost = QStringLiteral("127.0.0.1");
-            info->proxyPort = proxy.port();
-            info->isUseProxyAuthorization = scheme != TestServer::NoLogin;
-            info->proxyUsername = kUser;
-            info->proxyPassword = kPassword;
+            proxy.requireLogin(scheme, kUser, kPassword);
+            const auto info = through(proxy, https, login ? kPassword : QString());
             Exchange first(info);
             ASSERT_TRUE(first.get(server.url("/a")));
-            EXPECT_EQ(first.status(), 200);
             EXPECT_EQ(first.body, "through");
-            EXPECT_EQ(proxy.requests().size(), scheme == TestServer::NoLogin ? 1 : 2);
+            EXPECT_EQ(proxy.requests().size(), login ? 2 : 1);
             EXPECT_FALSE(server.lastRequest().has("Proxy-Authorization"));
             EXPECT_FALSE(proxy.requests().first().has("Proxy-Connection"));
 
             proxy.clearRequests();
-            Exchange later(info);
-            ASSERT_TRUE(later.get(server.url("/a")));
-            EXPECT_EQ(later.status(), 200);
+            EXPECT_EQ(outcome(info, server.url("/a")), "response 200");
             EXPECT_LE(proxy.requests().size(), 1);
 
-            if (scheme == TestServer::NoLogin)
+            if (!login)
                 continue;
-            const auto wrongInfo = std::make_shared<ASHttpConnectInfo>();
-            wrongInfo->validatesSecureCertificate = false;
-            wrongInfo->isUseProxy = true;
-            wrongInfo->isUseProxyHTTPS = mode == TestServer::Https;
-            wrongInfo->proxyHost = QStringLiteral("127.0.0.1");
-            wrongInfo->proxyPort = proxy.port();
-            wrongInfo->isUseProxyAuthorization = true;
-            wrongInfo->proxyUsername = kUser;
-            wrongInfo->proxyPassword = QStringLiteral("wrong");
             proxy.dropConnections();
             // A thread of its own: a tunnel that is open asks for no login.
             std::thread([&] {
-                Exchange wrong(wrongInfo);
-                ASSERT_TRUE(wrong.get(server.url("/a")));
-                EXPECT_EQ(wrong.end(), "refused");
-                EXPECT_EQ(wrong.status(), 407);
+                EXPECT_EQ(outcome(through(proxy, https, "wrong"), server.url("/a")), "refused 407");
             }).join();
         }
 }
@@ -570,16 +496,10 @@ TEST(ASHttpConnectionProxy, WithoutAPortOrForTheOtherSchemeTheRequestGoesDirect)
     TestServer server;
     server.addFile("/a", "x");
     TestServer proxy(TestServer::HttpProxy);
-    for (const bool hasPort : {false, true}) {
-        const auto info = std::make_shared<ASHttpConnectInfo>();
-        info->isUseProxy = true;
-        info->isUseProxyHTTPS = true;
-        info->proxyHost = QStringLiteral("127.0.0.1");
-        if (hasPort)
-            info->proxyPort = proxy.port();
-        Exchange exchange(info);
-        ASSERT_TRUE(exchange.get(server.url("/a")));
-        EXPECT_EQ(exchange.status(), 200);
-    }
+    const auto info = through(proxy, true);
+    EXPECT_EQ(outcome(info, server.url("/a")), "response 200");
+    const auto withoutPort = through(proxy, false);
+    withoutPort->proxyPort = ASHttpConnectInfo().proxyPort;
+    EXPECT_EQ(outcome(withoutPort, server.url("/a")), "response 200");
     EXPECT_EQ(proxy.connectionCount(), 0);
 }

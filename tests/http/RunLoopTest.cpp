@@ -52,7 +52,7 @@ TEST(RunLoop, ManyThreadsOfOneSession) {
     info->username = "u";
     info->password = "p";
     std::atomic<int> good{0};
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int t = 0; t < 6; ++t)
         threads.emplace_back([&] {
             for (int i = 0; i < 10; ++i) {
@@ -61,8 +61,7 @@ TEST(RunLoop, ManyThreadsOfOneSession) {
                     ++good;
             }
         });
-    for (std::thread &thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(good, 60);
     EXPECT_EQ(server.connectionCount(), 6);
 }
