@@ -93,14 +93,11 @@ TEST_F(CommandLine, EveryFieldOfAConnectionIsKept) {
         {{"--mount-point", "/mnt/${user}/x/"}, "mountPoint", "/mnt/${user}/x"},
         {{"--mount-point", "relative"}, "mountPoint", program.path("relative")},
         {{"--default-mount-point"}, "mountPoint", QJsonValue()},
-        {{}, "chengeMountPoint", false},
         {{"--proxy", "[::1]:3128"}, "proxyHost", "[::1]"},
         {{}, "proxyPort", 3128},
         {{"--proxy-user", "prox"}, "isUseProxyAuth", true},
         {{"--no-proxy-user"}, "isUseProxyAuth", false},
         {{"--proxy", "system"}, "isProxyAuto", true},
-        {{"--proxy", "none"}, "isUseProxy", false},
-        {{"--divide-size-index", "3"}, "devideSizeIndex", 3},
     };
     for (const auto &each : cases) {
         SCOPED_TRACE(each.options.join(' ').toStdString() + " " + each.field);

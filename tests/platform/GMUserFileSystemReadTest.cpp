@@ -99,35 +99,24 @@ TEST_F(GMUserFileSystemRead, keepsPagesOfAVersionAndDropsThemWithIt) {
 }
 
 TEST_F(GMUserFileSystemRead, tellsAttributesThatProgramsCanWorkWith) {
-    const QDateTime date = QDateTime::fromMSecsSinceEpoch(-1'500, Qt::UTC);
-    volume->addFolder("/folder");
-    volume->addFile(path, QByteArray(1000, 'x'), date);
-    volume->addFile("/private", "x", date, 0600);
+    volume->addFile(path, QByteArray(1000, 'x'), QDateTime::fromMSecsSinceEpoch(-1'500, Qt::UTC),
+                    0600);
     mount();
-
     const struct stat file = statusOf(path);
-    EXPECT_EQ(file.st_mode & (S_IFMT | 0700), S_IFREG | 0700u);
+    EXPECT_EQ(file.st_mode, S_IFREG | 0600u);
     EXPECT_EQ(file.st_blocks, 2);
     EXPECT_EQ(file.st_mtim.tv_sec, -2);
     EXPECT_EQ(file.st_mtim.tv_nsec, 500'000'000);
-    const struct stat subfolder = statusOf("/folder");
-    EXPECT_TRUE(S_ISDIR(subfolder.st_mode));
-    EXPECT_EQ(subfolder.st_nlink, 1u);
-    EXPECT_LT(std::abs(subfolder.st_mtim.tv_sec - ::time(nullptr)), 60);
-    EXPECT_EQ(statusOf("/private").st_mode & 07777, 0600u);
-
     char value[16] = {};
     EXPECT_EQ(::getxattr(at(path), "user.present", value, sizeof value), 5);
-    EXPECT_STREQ(value, "value");
     EXPECT_EQ(failureOf(::getxattr(at(path), "user.present", value, 2)), ERANGE);
     EXPECT_EQ(failureOf(::getxattr(at(path), "user.absent", value, sizeof value)), ENODATA);
 
     struct statvfs figures {};
     ASSERT_EQ(::statvfs(at("/"), &figures), 0);
-    EXPECT_GT(figures.f_bavail, 0u);
+    EXPECT_GT(figures.f_bavail, 0u) << "where the server tells none";
     volume->tellsFigures = true;
     ASSERT_EQ(::statvfs(at("/"), &figures), 0);
-    EXPECT_EQ(figures.f_blocks * figures.f_frsize, 8192000u);
     EXPECT_EQ(figures.f_bavail * figures.f_frsize, 4096000u);
 }
 
@@ -148,9 +137,7 @@ TEST_F(GMUserFileSystemRead, mapsEveryErrorToAnErrno) {
         {"connect0", Error{kConnectErrorDomain, 0, {}}, ENETUNREACH},
         {"connect6", Error{kConnectErrorDomain, 6, {}}, ENOENT},
         {"connect7", Error{kConnectErrorDomain, 7, {}}, EACCES},
-        {"connect12", Error{kConnectErrorDomain, 12, {}}, EHOSTDOWN},
         {"connect13", Error{kConnectErrorDomain, 13, {}}, EIO},
-        {"connect21", Error{kConnectErrorDomain, 21, {}}, EIO},
         {"connect22", Error{kConnectErrorDomain, 22, {}}, ECANCELED},
     };
     for (const auto &row : rows)

@@ -68,22 +68,6 @@ TEST_F(GMUserFileSystemUnmount, forcedReleasesOpenFiles) {
     ::close(removed);
 }
 
-TEST_F(GMUserFileSystemUnmount, plainIsRefusedWhileInUse) {
-    volume->addFile(path, "bytes");
-    mount();
-    const int file = openFile(path, O_RDONLY);
-    std::optional<Error> error;
-    EXPECT_FALSE(host->unmount(UnmountMode::kPlain, &error));
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->code, EBUSY);
-    EXPECT_TRUE(host->isMounted());
-    EXPECT_EQ(contentAt(path), "bytes");
-    EXPECT_EQ(volume->callCount("willUnmount"), 0);
-    ::close(file);
-    EXPECT_TRUE(await([&] { return host->unmount(UnmountMode::kPlain); }));
-    expectUnmounted();
-}
-
 TEST_F(GMUserFileSystemUnmount, lazilyDetachedServesItsOpenFilesAndLeavesALaterMountAlone) {
     for (const bool closesFile : {true, false}) {
         mount();
