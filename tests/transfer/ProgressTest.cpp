@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QTimer>
 
 #include "TransferFixture.h"
 #include "platform/ui/UserInterface.h"
@@ -47,14 +46,17 @@ class Progress : public TransferFixture {
   protected:
     WatchingInterface interface;
 
-    // Serves the main thread while the work runs on another one.
-    void onWorker(const std::function<void()> &work) {
+    // What an upload with a panel shows, while the main thread is served.
+    QStringList upload() {
+        const QString local = localFile("0123456789");
         QEventLoop loop;
         std::jthread worker([&] {
-            work();
+            EXPECT_TRUE(session->fileUpload(local, "/f", {}, nullptr, nullptr, true, &failure));
             QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
         });
         loop.exec();
+        QCoreApplication::processEvents();
+        return taken();
     }
     QStringList taken() { return std::exchange(interface.lines, {}); }
 };
@@ -83,26 +85,18 @@ TEST_F(Progress, PanelTellsNameAndShare) {
 }
 
 TEST_F(Progress, PartsTellTheirLastByteAndAQuickUploadShowsNothing) {
-    connect(Vendor);
+    start(Vendor);
     session->uploadDivideSize = 4;
-    const QString local = localFile("0123456789");
-    onWorker(
-        [&] { EXPECT_TRUE(session->fileUpload(local, "/f", {}, nullptr, nullptr, true, &error)); });
-    QCoreApplication::processEvents();
-    EXPECT_EQ(taken(),
+    EXPECT_EQ(upload(),
               (QStringList{"window VDProgressBarWindow_0", "name f", "value 0",
                            "(0% ProgressBar_1)", "value 30", "(30% ProgressBar_2)", "value 70",
                            "(70% ProgressBar_2)", "value 90", "(90% ProgressBar_2)", "close"}));
 }
 
 TEST_F(Progress, TimerWatchesASlowUploadUntilThePanelComesUp) {
-    connect(Standard);
+    start(Standard);
     server.fault({.method = "PUT", .delay = 3300ms});
-    const QString local = localFile("0123456789");
-    onWorker(
-        [&] { EXPECT_TRUE(session->fileUpload(local, "/f", {}, nullptr, nullptr, true, &error)); });
-    QCoreApplication::processEvents();
-    const QStringList lines = taken();
+    const QStringList lines = upload();
     EXPECT_TRUE(lines.contains("value 100")) << qPrintable(lines.join('\n'));
     EXPECT_TRUE(lines.contains("show"));
     EXPECT_EQ(lines.last(), "close");

@@ -9,12 +9,9 @@ namespace {
 class DiscoveryTest : public SessionFixture {};
 
 TEST_F(DiscoveryTest, TheDavFieldIsSearchedForAOne) {
-    struct Case {
-        const char *value;
-        bool isDAV;
-    };
-    for (const auto &[value, isDAV] : {Case{"1,2", true}, Case{"2, 1", true}, Case{"2", false},
-                                       Case{"10", true}, Case{nullptr, false}}) {
+    const std::pair<const char *, bool> cases[] = {
+        {"1,2", true}, {"2, 1", true}, {"2", false}, {"10", true}, {nullptr, false}};
+    for (const auto &[value, isDAV] : cases) {
         SCOPED_TRACE(value ? value : "absent");
         server.setOptionsHeader("DAV", value);
         open(server.url());
@@ -27,36 +24,32 @@ TEST_F(DiscoveryTest, TheDavFieldIsSearchedForAOne) {
     EXPECT_TRUE(session->IsDAVServer(QString(), forget()));
 }
 
-struct LetterCase {
-    const char *letters;
-    bool publicWeb;
-    bool sendMail;
-    bool readonly;
-    qint64 permission;
-};
-
-const LetterCase kLetterCases[] = {
-    {"w,u,wm,um,wxu,uxu,wx,ux,wxa,uxa", true, true, true, 2047},
-    {"w,u,wm,um,wxu,uxu,wx,ux,wxa,uxa", true, false, false, 2047 - 1 - 8 - 16},
-    {"w,u,wm,um", false, true, false, 8 + 16},
-    {"w,u", false, false, true, 1},
-    {"w, u", true, false, false, 2},
-    {"W,u,q,", true, false, false, 4},
-    {"", true, true, false, 0},
-};
-
 TEST_F(DiscoveryTest, LettersBecomePermissions) {
+    struct Case {
+        const char *letters;
+        bool publicWeb;
+        bool sendMail;
+        bool readonly;
+        qint64 permission;
+    };
+    const Case cases[] = {
+        {"w,u,wm,um,wxu,uxu,wx,ux,wxa,uxa", true, true, true, 2047},
+        {"w,u,wm,um,wxu,uxu,wx,ux,wxa,uxa", true, false, false, 2047 - 1 - 8 - 16},
+        {"w,u,wm,um", false, true, false, 8 + 16},
+        {"w,u", false, false, true, 1},
+        {"w, u", true, false, false, 2},
+        {"W,u,q,", true, false, false, 4},
+        {"", true, true, false, 0},
+    };
     server.makeVelmora();
-    for (const LetterCase &line : kLetterCases) {
+    for (const Case &line : cases) {
         SCOPED_TRACE(line.letters);
         server.setOptionsHeader("X-KQ-Velmora-Enable", line.letters);
         server.setOptionsHeader("X-KQ-Publicweb-Enable", line.publicWeb ? "0" : nullptr);
         server.setOptionsHeader("X-KQ-Sendmail-Enable", line.sendMail ? "1" : nullptr);
         server.setOptionsHeader("x-kq-readonly-enable", line.readonly ? "0" : nullptr);
-        open(server.url());
-        EXPECT_TRUE(session->IsDAVServer(QString(), forget()));
+        connect();
         EXPECT_EQ(session->velmoraPermission, line.permission);
-        server.setOptionsHeader("x-kq-readonly-enable", nullptr);
     }
 }
 
@@ -82,15 +75,13 @@ TEST_F(DiscoveryTest, ReadsWhatTheVendorsServerTells) {
     EXPECT_EQ(session->serverUrl, QUrl(QStringLiteral("http://127.0.0.1:%1").arg(server.port())));
 
     server.setOptionsHeader("X-KQ-Host", "bare.host");
-    open(server.url());
-    ASSERT_TRUE(session->IsDAVServer(QString(), forget()));
+    connect();
     EXPECT_EQ(session->publicHost, "http://bare.host");
     EXPECT_EQ(session->user, QString::fromLocal8Bit(getpwuid(geteuid())->pw_name));
 
     server.setOptionsHeader("X-KQ-Host", nullptr);
     server.setOptionsHeader("X-KQ-CryptoFile-Enable", "2");
-    open(server.url());
-    ASSERT_TRUE(session->IsDAVServer(QString(), forget()));
+    connect();
     EXPECT_EQ(session->publicHost, session->serverUrl.toString());
     EXPECT_EQ(session->cryptofileversion, 2);
 }
@@ -120,14 +111,10 @@ TEST_F(DiscoveryTest, TheUserIsUnknownWhenAskingAndKnownAfterwards) {
 }
 
 TEST_F(DiscoveryTest, StatusesAndRetries) {
-    struct Case {
-        int status;
-        int code;
-        int requests;
-    };
-    for (const auto &[status, expected, requests] :
-         {Case{400, 18, 1}, Case{403, 7, 1}, Case{404, 13, 1}, Case{500, 11, 5}, Case{503, 12, 5},
-          Case{507, 13, 1}}) {
+    // The code, and the number of requests.
+    const std::tuple<int, int, int> cases[] = {{400, 18, 1}, {403, 7, 1},  {404, 13, 1},
+                                               {500, 11, 5}, {503, 12, 5}, {507, 13, 1}};
+    for (const auto &[status, expected, requests] : cases) {
         SCOPED_TRACE(status);
         server.clearFaults();
         server.clearRequests();

@@ -6,7 +6,10 @@
 #include "http/ASHttpConnectInfo.h"
 #include "support/RecordingInterface.h"
 #include "support/TestServer.h"
+#include "webdav/LockDiscovery.h"
 #include "webdav/VDWebDAVConnect.h"
+
+using LockPtr = std::shared_ptr<LockDiscovery>;
 
 // A session with the test server, and a person who answers its questions.
 class SessionFixture : public testing::Test {
@@ -31,6 +34,12 @@ class SessionFixture : public testing::Test {
         ASSERT_TRUE(session->isVelmora());
     }
 
+    // The same for a version, or for a standard server with "".
+    void connectAs(const char *user, const QByteArray &version) {
+        version.isEmpty() ? connect() : connectToVelmora(version);
+        session->user = QString::fromLatin1(user);
+    }
+
     // Every request comes on a connection of its own. Where one that was kept open breaks, the
     // request is sent again by itself, and a fault goes by unnoticed.
     void useFreshConnections() {
@@ -45,6 +54,29 @@ class SessionFixture : public testing::Test {
     }
     QString output() const {
         return failure ? failure->userInfo.value(QStringLiteral("OUTPUT")).toString() : QString();
+    }
+    // The code with an "o" where the failure carries the status line; "-" without a failure.
+    std::string codeText() const {
+        if (!failure)
+            return "-";
+        EXPECT_EQ(failure->domain, kConnectErrorDomain);
+        return std::to_string(failure->code) + (output().isNull() ? "" : "o");
+    }
+
+    // "METHOD /target", a line for each of these fields, and the body, with "$S" for the server's
+    // scheme, host and port.
+    std::string wire(const RecordedRequest &request,
+                     const QList<QByteArray> &fields = {"Destination", "Overwrite", "If", "Depth",
+                                                        "Timeout", "Lock-Token",
+                                                        "Content-Type"}) const {
+        QByteArray text = request.method + ' ' + request.target + '\n';
+        for (const QByteArray &name : fields) {
+            if (request.has(name.constData()))
+                text += name + ": " + request.header(name.constData()) + '\n';
+        }
+        text += request.body;
+        text.replace(server.url(QString()).toUtf8(), "$S");
+        return text.toStdString();
     }
 
     TestServer server;
