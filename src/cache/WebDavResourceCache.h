@@ -27,6 +27,8 @@ class WebDavResourceCache {
 
     bool server_forbidden = false;  // the server refused access: no need to ask again
     qint32 place = 0;
+    // Why a place of 0 isn't the server's word: the errno of the failed question, 0 for "missing".
+    int failure = 0;
     qint32 file_node = -1;      // descriptor of the open local copy, -1 without one
     bool streamActive = false;  // a local copy is in use
     // Child name to itself, decomposed; unset while the listing is unknown, which an empty one

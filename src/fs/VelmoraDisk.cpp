@@ -102,6 +102,10 @@ void VelmoraDisk::didUnmount() {
     unsubscribe(&unmountSubscription);
 }
 
+void VelmoraDisk::stopReading() {
+    DAVConnection->stopReading();
+}
+
 void VelmoraDisk::disposeMount() {
     metaDataCache->dispose();
     lockCtr->dispose();

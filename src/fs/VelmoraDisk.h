@@ -45,6 +45,7 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     void mountError();
     void willUnmount() override;
     void didUnmount();
+    void stopReading() override;
 
     // Listing and attributes.
     std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path,
@@ -85,7 +86,9 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     bool refreshEntry(const QString &path, const EntryPtr &entry);
     // Enters the entry in the metadata cache unless it is there already.
     void keepEntry(const QString &path, const EntryPtr &entry);
-    void makeNegative(const QString &path, const EntryPtr &entry);
+    // The errno that a failed question leaves on its entry; 0 for one that reads as missing.
+    static int failureOf(const Error &error);
+    void makeNegative(const QString &path, const EntryPtr &entry, int failure);
     void enterInParent(const QString &path);
     void leaveParent(const QString &path);
     void noteListingFailure(WebDavResourceCache &entry, const Error &failure);

@@ -46,6 +46,7 @@ AttributeFailure attributeFailure(const Error &error, const std::function<bool()
     }
 }
 
+constexpr int kNotFound = 6;
 constexpr int kBadRequest = 18;
 
 }  // namespace
@@ -135,6 +136,9 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
     };
     if (entry && entry->server_forbidden)
         return fail(EACCES);
+    // A server out of reach isn't a missing file, however often it is asked for.
+    if (entry && entry->place == 0 && entry->failure != 0)
+        return fail(entry->failure);
     if (entry && entry->place == 0)
         return fail(isCannotWrite(path) ? EROFS : ENOENT);
     if (!entry)
@@ -158,12 +162,13 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
             const AttributeFailure failure =
                 attributeFailure(*resource->error, [&] { return isCannotWrite(path); });
             if (failure.aftermath == Aftermath::kNegative)
-                makeNegative(path, entry);
+                makeNegative(path, entry, failureOf(*resource->error));
             else
                 metaDataCache->removeMetaData(path);
             return fail(failure.posix);
         }
         entry->place = 1;
+        entry->failure = 0;
     }
 
     keepEntry(path, entry);
@@ -187,10 +192,17 @@ void VelmoraDisk::keepEntry(const QString &path, const EntryPtr &entry) {
         metaDataCache->insertMetaData(path, entry);
 }
 
-void VelmoraDisk::makeNegative(const QString &path, const EntryPtr &entry) {
+int VelmoraDisk::failureOf(const Error &error) {
+    const AttributeFailure failure = attributeFailure(error, [] { return false; });
+    const bool isMissing = error.code == kNotFound || failure.aftermath != Aftermath::kNegative;
+    return isMissing ? 0 : failure.posix;
+}
+
+void VelmoraDisk::makeNegative(const QString &path, const EntryPtr &entry, int failure) {
     entry->setWebDavResource(nullptr);
     entry->children.reset();
     entry->place = 0;
+    entry->failure = failure;
     metaDataCache->insertMetaData(path, entry);
 }
 

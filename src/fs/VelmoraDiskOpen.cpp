@@ -44,7 +44,7 @@ bool VelmoraDisk::openFileAtPath(const QString &path, int mode, HandlePtr *userD
         return fail(EACCES);
     if (!(entry->place & 1) && !entry->streamActive) {
         metaDataCache->removeMetaData(path);
-        return fail(ENOENT);
+        return fail(entry->failure != 0 ? entry->failure : ENOENT);
     }
 
     const auto handle = std::make_shared<UserData>();
@@ -64,6 +64,7 @@ VelmoraDisk::EntryPtr VelmoraDisk::entryFromServer(const QString &path) {
     if (resource->error && resource->error->code == 7)
         entry->server_forbidden = true;
     entry->place = resource->error ? 0 : 1;
+    entry->failure = resource->error ? failureOf(*resource->error) : 0;
     metaDataCache->insertMetaData(path, entry);
     return entry;
 }

@@ -22,6 +22,9 @@ const QStringList kConnectionTexts = {
 };
 constexpr int kCredentialError = 4001;
 
+const QSet<QString> kReadingMethods = {QStringLiteral("OPTIONS"), QStringLiteral("HEAD"),
+                                       QStringLiteral("GET"), QStringLiteral("PROPFIND")};
+
 QString withoutDoubleSlashes(const QString &url) {
     const QStringList pieces = url.split(QStringLiteral("//"));
     if (pieces.size() == 1)
@@ -64,7 +67,37 @@ void VDWebDAVConnect::setDarby() {
     darby = true;
 }
 
+class VDWebDAVConnect::UnderWay {
+  public:
+    UnderWay(VDWebDAVConnect &session, ASWDCmd &command) : session(session), command(command) {
+        if (!kReadingMethods.contains(command.protocol()))
+            return;
+        const std::lock_guard guard(session.underWayMutex);
+        session.underWay.insert(&command);
+        if (session.readingStopped)
+            command.cancel();
+    }
+    ~UnderWay() {
+        const std::lock_guard guard(session.underWayMutex);
+        session.underWay.remove(&command);
+    }
+    UnderWay(const UnderWay &) = delete;
+    UnderWay &operator=(const UnderWay &) = delete;
+
+  private:
+    VDWebDAVConnect &session;
+    ASWDCmd &command;
+};
+
+void VDWebDAVConnect::stopReading() {
+    const std::lock_guard guard(underWayMutex);
+    readingStopped = true;
+    for (ASWDCmd *command : std::as_const(underWay))
+        command->cancel();
+}
+
 bool VDWebDAVConnect::execute(ASWDCmd &command, ErrorOut error) {
+    const UnderWay here(*this, command);
     const auto completed = std::make_shared<bool>(false);
     command.completeEventHandler = [completed] { *completed = true; };
 

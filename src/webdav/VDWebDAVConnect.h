@@ -82,6 +82,9 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     // Runs the command to its end on this thread's run loop. True means that the exchange ended,
     // not that it worked. False with no error set when it never started.
     bool execute(ASWDCmd &command, ErrorOut error);
+    // For good, and from any thread: requests that only read fail, those under way and those to
+    // come.
+    void stopReading();
     QString connectLog(const ASWDCmd &command, ErrorOut error) const;
     bool cmdLog(const ASWDCmd &command, ErrorOut error) const;
     QString replaceUserPath(const QString &url) const;
@@ -291,7 +294,13 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     bool acceptsCertificate() const;
     bool askLogin(bool isProxy) const;
 
+    // A command's time under way. One that only reads doesn't start once reading has stopped.
+    class UnderWay;
+
     bool velmora = false;
+    std::mutex underWayMutex;  // guards the two below
+    bool readingStopped = false;
+    QSet<ASWDCmd *> underWay;           // those that only read
     mutable std::mutex ownTokensMutex;  // guards ownTokens
     QHash<QString, QUrl> ownTokens;     // of the locks this session holds, and what they are on
     std::atomic<bool> darby{false};     // once set it stays

@@ -64,6 +64,21 @@ class Ending(VolumeTest):
                 process.kill()
             holder.communicate()
 
+    def test_a_server_that_keeps_silent_does_not_hold_up_the_end(self):
+        for ending in (lambda user: user.velmoradisk("unmount", "--force", "Volume", timeout=30),
+                       lambda user: os.kill(user.processes()[0], signal.SIGTERM)):
+            user = self.user(True)
+            volume = self.mount(user, self.dav.url)
+            os.killpg(self.dav.process.pid, signal.SIGSTOP)
+            reader = user.start("cat", os.path.join(volume, "file"), stdout=subprocess.DEVNULL,
+                                stderr=subprocess.DEVNULL)
+            try:
+                ending(user)
+                self.gone(user, volume)
+            finally:
+                os.killpg(self.dav.process.pid, signal.SIGCONT)
+            self.assertNotEqual(reader.wait(20), 0)
+
     def test_a_crash_is_cleared_at_the_next_mount(self):
         user = self.user(True)
         volume = self.mount(user, self.dav.url)

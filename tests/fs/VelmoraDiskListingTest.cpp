@@ -46,8 +46,9 @@ TEST_F(Listing, FailuresOfTheAttributeQuery) {
         int secondTime;  // requests of a second query
         int secondErrno;
     } cases[] = {
-        {403, EACCES, 1, 0, ENOENT},    {404, ENOENT, 1, 0, ENOENT}, {500, EHOSTDOWN, 5, 0, ENOENT},
-        {503, EHOSTDOWN, 5, 0, ENOENT}, {401, EACCES, 1, 1, EACCES}, {418, EACCES, 1, 1, EACCES},
+        {403, EACCES, 1, 0, EACCES},       {404, ENOENT, 1, 0, ENOENT},
+        {500, EHOSTDOWN, 5, 0, EHOSTDOWN}, {503, EHOSTDOWN, 5, 0, EHOSTDOWN},
+        {401, EACCES, 1, 1, EACCES},       {418, EACCES, 1, 1, EACCES},
     };
     connect();
     // The folder is known, so that nobody asks whether the path could be written.
@@ -73,7 +74,7 @@ TEST_F(Listing, AServerOutOfReachIsToldApartFromAMissingFile) {
     server.goAway();
     EXPECT_EQ(attributesErrno("/a"), ENETUNREACH);
     server.comeBack();
-    EXPECT_EQ(attributesErrno("/a"), ENOENT) << "known as missing while the answer holds";
+    EXPECT_EQ(attributesErrno("/a"), ENETUNREACH) << "the answer holds, and is no \"missing\"";
 }
 
 TEST_F(Listing, AMalformedNameGivesNoErrorAtAll) {

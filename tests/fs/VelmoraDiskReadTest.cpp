@@ -168,3 +168,23 @@ TEST_F(Reading, LookingAgainAndAgainDoesNotKeepAnOldAnswerAlive) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }
+
+// A detached volume doesn't wait for a server that keeps silent.
+TEST_F(Reading, StoppedReadingEndsWhatIsUnderWayAndWhatComes) {
+    server.addGeneratedFile("/a", 100000);
+    server.addFile("/b", "x");
+    connect();
+    const HandlePtr handle = open("/a");
+    ASSERT_TRUE(handle);
+    server.fault({.method = "GET", .path = "/a", .times = Fault::kAlways, .stall = true});
+    const auto start = std::chrono::steady_clock::now();
+    std::jthread stopper([&] {
+        server.waitForRequests("GET", "/a", 1);
+        disk->stopReading();
+    });
+    EXPECT_TRUE(read("/a", handle, 0, 10).isNull());
+    EXPECT_EQ(failure->code, EIO);
+    EXPECT_NE(attributesErrno("/b"), 0);
+    EXPECT_EQ(server.countOf("PROPFIND", "/b"), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -27,6 +28,8 @@ using Clock = std::chrono::steady_clock;
 // How long a forced unmount still answers requests before it takes the handles back by itself. A
 // program that never stops writing would otherwise hold the volume for good.
 constexpr std::chrono::seconds kDrainTime{5};
+// How long a detached volume may go on with a read that nobody waits for, before it is given up.
+constexpr std::chrono::seconds kReadGrace{2};
 
 using Observers = std::map<int, std::shared_ptr<GMUserFileSystem::Observer>>;
 
@@ -139,6 +142,7 @@ class GMUserFileSystem::Impl : public std::enable_shared_from_this<Impl> {
     // Guards the three below. Held while the mount table is changed, never while the delegate or
     // an observer runs.
     std::recursive_mutex stateMutex;
+    std::condition_variable_any hasEnded;  // with stateMutex
     State state = State::kIdle;
     bool stopAsked = false;
     std::unique_ptr<KernelMount> mount;
@@ -282,6 +286,7 @@ void GMUserFileSystem::Impl::end(FusePtr instance, const QString &path) {
         mount->removeMadeFolder();
         mount.reset();
     }
+    hasEnded.notify_all();
     mounted = false;
     if (wasMounted) {
         notify(Notification::kGMUserFileSystemDidUnmount);
@@ -302,7 +307,7 @@ void GMUserFileSystem::Impl::notify(Notification notification, const std::option
 }
 
 bool GMUserFileSystem::Impl::unmount(UnmountMode mode, ErrorOut error) {
-    const std::lock_guard guard(stateMutex);
+    std::unique_lock guard(stateMutex);
     if (state == State::kIdle || state == State::kEnded)
         return true;
     if (state == State::kMounted && mount->isAttached()) {
@@ -317,6 +322,13 @@ bool GMUserFileSystem::Impl::unmount(UnmountMode mode, ErrorOut error) {
         return true;
     stopAsked = true;
     wakeUp.wake();
+    if (std::this_thread::get_id() == hostThread.load())
+        return true;
+    // A server that doesn't answer must not hold up the end for its whole time limit.
+    if (hasEnded.wait_for(guard, kReadGrace, [this] { return state == State::kEnded; }))
+        return true;
+    guard.unlock();
+    delegate->stopReading();
     return true;
 }
 

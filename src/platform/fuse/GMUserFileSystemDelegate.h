@@ -26,6 +26,9 @@ class GMUserFileSystemDelegate {
     // Told once, when the end of the volume is certain, whoever unmounted it. Releases of handles
     // that are still open follow.
     virtual void willUnmount() {}
+    // The volume was detached and nobody waits for what is being read any more. From any thread,
+    // while an operation may be under way.
+    virtual void stopReading() {}
 
     // The names in a folder, or nothing on failure.
     virtual std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path,
