@@ -1,5 +1,4 @@
 #include "TransferFixture.h"
-#include "common/LocalFileDates.h"
 #include "transfer/DownloadThread.h"
 #include "transfer/UploadThread.h"
 
@@ -65,17 +64,6 @@ TEST_F(TransferThreads, TheRangeHoldsWhereTheServerIgnoresItAndOneFormDropsItsEn
     EXPECT_EQ(downloaded(), "2345");
     session->fileDownload(target(), server.url("/dav/f"), 2, 5, nullptr)->wait();
     EXPECT_EQ(downloaded(), "23456789");
-}
-
-TEST_F(TransferThreads, DownloadSetsTheDatesOfTheServer) {
-    const QDateTime modified = QDateTime::fromSecsSinceEpoch(1'600'000'000, Qt::UTC);
-    start(Standard);
-    server.addFile("/dav/f", "x", modified);
-    server.setAnswerHeader("GET", "/dav/f", "X-KQ-CreationDate", "2001-02-03T04:05:06Z");
-    EXPECT_EQ(download(0, -1), "-");
-    const LocalFileDates dates = LocalFileDates::of(target());
-    EXPECT_EQ(dates.modification, modified);
-    EXPECT_EQ(dates.creation, QDateTime(QDate(2001, 2, 3), QTime(4, 5, 6), Qt::UTC));
 }
 
 TEST_F(TransferThreads, DownloadFailures) {

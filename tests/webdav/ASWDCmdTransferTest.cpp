@@ -74,20 +74,6 @@ TEST(ASWDCmdPut, TheFileChangesWhileItIsSent) {
     EXPECT_EQ(next->responseData.size(), 50'000);
 }
 
-TEST(ASWDCmdPut, TellsItsProgress) {
-    TestServer server;
-    server.fault({.stall = true});
-    const auto put = make<ASWDCmdPut>(server.url("/a"));
-    put->requestBody = QByteArray(2'000'000, 'p');
-    put->completeEventHandler = [] {};
-    ASSERT_TRUE(put->execute());
-    EXPECT_TRUE(waitFor([&put] {
-        return put->connection()->processedRequestBodyBytes() == put->requestBody.size();
-    }));
-    put->cancel();
-    EXPECT_FALSE(put->connection()->processedRequestBodyBytes());
-}
-
 TEST(ASWDCmdGet, ReplacesTheFileWithA2xxBodyAlone) {
     const QTemporaryDir folder;
     TestServer server;

@@ -110,27 +110,6 @@ TEST_F(DiscoveryTest, TheUserIsUnknownWhenAskingAndKnownAfterwards) {
     EXPECT_EQ(session->mountUrl.path(), "/home/jo");
 }
 
-TEST_F(DiscoveryTest, StatusesAndRetries) {
-    // The code, and the number of requests.
-    const std::tuple<int, int, int> cases[] = {{400, 18, 1}, {403, 7, 1},  {404, 13, 1},
-                                               {500, 11, 5}, {503, 12, 5}, {507, 13, 1}};
-    for (const auto &[status, expected, requests] : cases) {
-        SCOPED_TRACE(status);
-        server.clearFaults();
-        server.clearRequests();
-        server.fault({.method = "OPTIONS", .times = Fault::kAlways, .status = status});
-        open(server.url());
-        EXPECT_FALSE(session->IsDAVServer(QString(), forget()));
-        EXPECT_EQ(code(), expected);
-        EXPECT_TRUE(output().contains(QString::number(status)));
-        EXPECT_EQ(server.countOf("OPTIONS"), requests);
-    }
-    server.clearFaults();
-    server.fault({.method = "OPTIONS", .times = 4, .close = true});
-    EXPECT_TRUE(session->IsDAVServer(QString(), forget()));
-    EXPECT_EQ(code(), kNone);
-}
-
 TEST_F(DiscoveryTest, TheLoginFormComesBackUntilTheServerIsContent) {
     server.requireLogin(TestServer::Digest, "jo", "right");
     person.loginAnswers = {{"jo", "wrong"}, {"jo", "right"}};

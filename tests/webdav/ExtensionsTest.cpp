@@ -36,8 +36,8 @@ TEST_F(ExtensionsTest, OtherAndOlderServersAreNotAsked) {
     }
 }
 
-TEST_F(ExtensionsTest, ReadOnlyMarksGoByAcl) {
-    connectToVelmora("2.13");
+TEST_F(ExtensionsTest, RequestsAreInTheVendorsForm) {
+    connectToVelmora();
     EXPECT_TRUE(session->fileSetReadOnly("/file", true, forget())) << code();
     EXPECT_EQ(last().method, "ACL");
     EXPECT_TRUE(last().has("X-KQ-SET-READONLY"));
@@ -45,14 +45,26 @@ TEST_F(ExtensionsTest, ReadOnlyMarksGoByAcl) {
               "<?xml version=\"1.0\" encoding=\"utf-8\" ?><D:acl  xmlns:D=\"DAV:\"></D:acl >");
     EXPECT_TRUE(session->fileSetReadOnly("/file", false, forget()));
     EXPECT_TRUE(last().has("X-KQ-CANCEL-READONLY"));
-}
 
-TEST_F(ExtensionsTest, QuotaAndServerDefaults) {
-    connectToVelmora();
     server.setQuotaAnswer("10,20");
     EXPECT_EQ(session->getQuotaString("/", forget()), "10,20");
     EXPECT_TRUE(last().has("X-KQ-GET-QUOTA"));
 
+    session->getFileVersioning("/file", {"version-name", "getcontentlength"}, forget());
+    EXPECT_EQ(last().method, "Report");
+    EXPECT_FALSE(last().has("Depth"));
+    EXPECT_EQ(last().body,
+              "<?xml version=\"1.0\" encoding=\"utf-8\" ?><D:version-tree  xmlns:D=\"DAV:\">"
+              "<D:prop><D:version-name/><D:getcontentlength/></D:prop><D:allprop/>"
+              "</D:version-tree>");
+
+    server.setPostAnswer("/cgi", 200, "done");
+    EXPECT_EQ(session->postMethod(server.url("/cgi"), {{"a", 1}, {"b", 2}}, forget()), "done");
+    EXPECT_EQ(last().body, "a=(null)&b=(null)");
+}
+
+TEST_F(ExtensionsTest, TheServersDefaultsAreRead) {
+    connectToVelmora();
     server.fault({.method = "PROPFIND",
                   .status = 207,
                   .body = "<multistatus><response><propstat><prop><system_publicexpire>1"
@@ -84,21 +96,6 @@ TEST_F(ExtensionsTest, PublicationParametersAreReadEvenFromABrokenAnswer) {
     ASSERT_TRUE(parameter);
     EXPECT_EQ(parameter->publicAddress, "abc");
     EXPECT_TRUE(failure);
-}
-
-TEST_F(ExtensionsTest, VersionsAndPost) {
-    connectToVelmora();
-    session->getFileVersioning("/file", {"version-name", "getcontentlength"}, forget());
-    EXPECT_EQ(last().method, "Report");
-    EXPECT_FALSE(last().has("Depth"));
-    EXPECT_EQ(last().body,
-              "<?xml version=\"1.0\" encoding=\"utf-8\" ?><D:version-tree  xmlns:D=\"DAV:\">"
-              "<D:prop><D:version-name/><D:getcontentlength/></D:prop><D:allprop/>"
-              "</D:version-tree>");
-
-    server.setPostAnswer("/cgi", 200, "done");
-    EXPECT_EQ(session->postMethod(server.url("/cgi"), {{"a", 1}, {"b", 2}}, forget()), "done");
-    EXPECT_EQ(last().body, "a=(null)&b=(null)");
 }
 
 TEST_F(ExtensionsTest, APublicationSendsWhatIsSet) {

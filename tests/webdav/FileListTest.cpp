@@ -26,31 +26,14 @@ class FileListTest : public SessionFixture {
     }
 };
 
-const QStringList kNames = QStringList{"blank name",
-                                       "100%",
-                                       "%20",
-                                       "%2F",
-                                       "a#b",
-                                       "what?",
-                                       "plus+plus",
-                                       "a;b=c",
-                                       "R&D",
-                                       "'single'",
-                                       "\"double\"",
-                                       "<tag>",
-                                       "back\\slash",
-                                       "a:b",
-                                       "~tilde",
-                                       "[x]{y}|^`",
-                                       "line\nbreak",
-                                       "...",
-                                       "caf\u00e9",
-                                       "cafe\u0301s",
-                                       "\u304b\u3099",
-                                       "\u6f22\u5b57.txt",
-                                       "\U0001F600\U0001F468\u200D\U0001F469",
-                                       "\u2126"}
-                           << QString(85, QChar(0x3042));
+const QStringList kNames =
+    QString(
+        "blank name\t100%\t%20\t%2F\ta#b\twhat?\tplus+plus\ta;b=c\tR&D\t'single'\t\"double\"\t"
+        "<tag>\tback\\slash\ta:b\t~tilde\t[x]{y}|^`\tline\nbreak\t...\tcaf\u00e9\tcafe\u0301s\t"
+        "e\u0301\u00e9\t\u304b\u3099\t\u6f22\u5b57.txt\t\U0001F600\U0001F468\u200D\U0001F469\t"
+        "\u2126")
+        .split('\t')
+    << QString(85, QChar(0x3042));
 
 TEST_F(FileListTest, EveryNameIsListedAndRead) {
     for (const bool fullUrls : {false, true}) {

@@ -133,9 +133,7 @@ TEST_F(SessionCoreTest, UrlsKeepTheFolderThatThePersonMeant) {
         {"http://h/100%/C#", "http://h/100%25/C%23", "http://h/100%25/C%23", nullptr},
         {"http://h/a%2Fb%23", "http://h/a%2Fb%23", "http://h/a%2Fb%23", "http://h/a/b%23"},
         {"http://h/c++", "http://h/c++", "http://h/c++", "http://h/c%20%20"},
-        {"http://h/\u65e5", "http://h/%E6%97%A5", "http://h/%E6%97%A5", nullptr},
         {"http://h/x/${primary}/y", "http://h/x//y", "http://h/x/y", nullptr},
-        {"http://h/x//y", "http://h/x//y", "http://h/x/y", nullptr},
         {"http://h/x/${user}/y", "http://h/x//y", "http://h/x/a%2Bb%20c/y", "http://h/x/a+b%20c/y"},
         {"http://[::1]:81/${user}", "http://[::1]:81/", "http://[::1]:81/a%2Bb%20c", nullptr},
     };

@@ -88,6 +88,10 @@ const Operation kOperations[] = {
      "400:18o 401:1 403:7 404:6 409:13 412:13 423:3 500:12o 503:11o 507:10o"},
     {"unlock", "UNLOCK", once, [](auto &s, auto e) { s.fileUnlock(kItem, ownLock(s), e); },
      "400:18o 401:1 403:7 404:6 409:13o 412:13o 423:3 500:12o 503:11o 507:13o"},
+    // The last: it makes the session anew.
+    {"discovery", "OPTIONS", again,
+     [](auto &s, auto e) { told(s.IsDAVServer(QString(), true, e), e); },
+     "400:18o 403:7o 404:13o 500:11o 503:12o 507:13o"},
 };
 
 class StatusesTest : public SessionFixture {
@@ -141,6 +145,9 @@ TEST_F(StatusesTest, AnAttemptThatSucceedsLeavesNoError) {
     server.addFile("/a", "x");
     server.fault({.method = "PROPFIND", .times = 4, .status = 503});
     server.fault({.method = "PROPPATCH", .times = 2, .status = 500});
+    server.fault({.method = "OPTIONS", .times = 4, .close = true});
+    EXPECT_TRUE(session->IsDAVServer(QString(), true, forget()));
+    EXPECT_EQ(code(), kNone);
     EXPECT_TRUE(session->getCollectionProperty("/", forget()));
     EXPECT_EQ(code(), kNone);
     EXPECT_TRUE(session->putProperty("/a", "p", "v", "urn:z", forget()));
