@@ -110,6 +110,7 @@ class GMUserFileSystem::Impl : public std::enable_shared_from_this<Impl> {
 
     void start(const QString &path, const QStringList &options, bool detachNewThread);
     bool unmount(UnmountMode mode, ErrorOut error);
+    void giveUpReading();
     void waitUntilEnded();
     bool isMounted() const { return mounted; }
     bool serves(const GMUserFileSystemDelegate *other) const { return delegate.get() == other; }
@@ -307,7 +308,7 @@ void GMUserFileSystem::Impl::notify(Notification notification, const std::option
 }
 
 bool GMUserFileSystem::Impl::unmount(UnmountMode mode, ErrorOut error) {
-    std::unique_lock guard(stateMutex);
+    const std::lock_guard guard(stateMutex);
     if (state == State::kIdle || state == State::kEnded)
         return true;
     if (state == State::kMounted && mount->isAttached()) {
@@ -320,16 +321,20 @@ bool GMUserFileSystem::Impl::unmount(UnmountMode mode, ErrorOut error) {
     // After a plain unmount the kernel itself ends the connection, with the last request.
     if (state == State::kMounted && mode == UnmountMode::kPlain)
         return true;
-    stopAsked = true;
+    if (std::exchange(stopAsked, true))
+        return true;
     wakeUp.wake();
-    if (std::this_thread::get_id() == hostThread.load())
-        return true;
-    // A server that doesn't answer must not hold up the end for its whole time limit.
+    std::thread([self = shared_from_this()] { self->giveUpReading(); }).detach();
+    return true;
+}
+
+// A server that doesn't answer must not hold up the end for its whole time limit.
+void GMUserFileSystem::Impl::giveUpReading() {
+    std::unique_lock guard(stateMutex);
     if (hasEnded.wait_for(guard, kReadGrace, [this] { return state == State::kEnded; }))
-        return true;
+        return;
     guard.unlock();
     delegate->stopReading();
-    return true;
 }
 
 void GMUserFileSystem::Impl::waitUntilEnded() {

@@ -46,10 +46,10 @@ class GMUserFileSystem {
         kPlain,  // as umount(8): refused while a program uses the volume
         kForce,  // detaches the volume, then releases every open handle to the delegate
     };
-    // Asks for the unmount; its end comes as kGMUserFileSystemDidUnmount. By force it takes up to
-    // two seconds, after which reads that a server keeps waiting are given up. False, with EBUSY
-    // for a plain unmount of a volume in use, when the volume stays mounted. Asked before the
-    // volume answers, the mount ends as failed with ECANCELED.
+    // Asks for the unmount; its end comes as kGMUserFileSystemDidUnmount. By force, reads
+    // that go on for two more seconds are given up. False, with EBUSY for a plain unmount of a
+    // volume in use, when the volume stays mounted. Asked before the volume answers, the mount ends
+    // as failed with ECANCELED.
     bool unmount(UnmountMode mode = UnmountMode::kForce, ErrorOut error = nullptr);
 
     // Blocks until the host's thread has ended. Returns at once if it never ran, and on that
