@@ -329,6 +329,9 @@ Try again. The log holds the reason.</translation>
     <message id="Cli_ArgumentMissing">
         <translation>An argument is missing: %1</translation>
     </message>
+    <message id="Cli_AutoAlone">
+        <translation>--auto mounts the connections that are marked for it and takes no name. Name a connection without --auto.</translation>
+    </message>
     <message id="Cli_BadValue">
         <translation>The value of --%1 cannot be used.</translation>
     </message>
@@ -439,6 +442,9 @@ velmoradisk COMMAND [OPTION...]
     <message id="Cli_LoginTitle">
         <translation>The server asks for a login.</translation>
     </message>
+    <message id="Cli_MarkedAreMounted">
+        <translation>Every connection that is marked to be mounted is mounted already.</translation>
+    </message>
     <message id="Cli_MountFailed">
         <translation>“%1” could not be mounted. “velmoradisk log” may tell why.</translation>
     </message>
@@ -480,6 +486,9 @@ velmoradisk COMMAND [OPTION...]
     </message>
     <message id="Cli_NoVolumes">
         <translation>The folder “%1” is missing. scripts/setup makes it; or choose a place of your own with --mount-point.</translation>
+    </message>
+    <message id="Cli_NoneMarked">
+        <translation>No connection is marked to be mounted. “velmoradisk connection edit NAME --auto-mount yes” marks one.</translation>
     </message>
     <message id="Cli_NotMounted">
         <translation>“%1” is not mounted. “velmoradisk status” shows what is.</translation>

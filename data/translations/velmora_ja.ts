@@ -329,6 +329,9 @@ URL のパスと、そのフォルダーに対する権限を確認してくだ�
     <message id="Cli_ArgumentMissing">
         <translation>引数が足りません: %1</translation>
     </message>
+    <message id="Cli_AutoAlone">
+        <translation>--auto は印の付いた接続をマウントするもので、名前は指定できません。名前を指定する場合は --auto を付けないでください。</translation>
+    </message>
     <message id="Cli_BadValue">
         <translation>--%1 の値は使えません。</translation>
     </message>
@@ -439,6 +442,9 @@ velmoradisk コマンド [オプション...]
     <message id="Cli_LoginTitle">
         <translation>サーバーがログインを求めています。</translation>
     </message>
+    <message id="Cli_MarkedAreMounted">
+        <translation>自動マウントの印が付いた接続は、すべてマウント済みです。</translation>
+    </message>
     <message id="Cli_MountFailed">
         <translation>「%1」をマウントできませんでした。「velmoradisk log」で理由を確認できる場合があります。</translation>
     </message>
@@ -480,6 +486,9 @@ velmoradisk コマンド [オプション...]
     </message>
     <message id="Cli_NoVolumes">
         <translation>フォルダー「%1」がありません。scripts/setup で作成するか、--mount-point で別の場所を指定してください。</translation>
+    </message>
+    <message id="Cli_NoneMarked">
+        <translation>自動マウントの印が付いた接続はありません。「velmoradisk connection edit 名前 --auto-mount yes」で印を付けられます。</translation>
     </message>
     <message id="Cli_NotMounted">
         <translation>「%1」はマウントされていません。「velmoradisk status」でマウント中のものを確認できます。</translation>

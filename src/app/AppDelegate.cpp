@@ -81,6 +81,25 @@ void AppDelegate::readAllDefault(const QString &chosenName) {
     }
 }
 
+QStringList AppDelegate::markedNames() {
+    Preferences::standard().synchronize(nullptr);
+    QStringList marked = Preferences::standard().value(kConnectNames).toStringList();
+    marked.removeIf([](const QString &name) {
+        const auto record = VDConnectionInfo::loadConnectInfo(name);
+        return !record || !record->isAutoMount.value_or(false);
+    });
+    return marked;
+}
+
+void AppDelegate::mountMarked(const QStringList &names) {
+    for (const QString &name : names) {
+        reloadConnectInfo(name);
+        const auto record = conInfoList.value(name);
+        if (record && !record->isMount)
+            autoMount(*record);
+    }
+}
+
 // A connection that failed to mount by itself once is not tried again at every start.
 void AppDelegate::autoMount(VDConnectionInfo &record) {
     if (isTerminating || connectVelmora(record.connectionName))

@@ -42,6 +42,10 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
     // Reads the saved connections and mounts those that are marked for it, but not the one that the
     // user is about to mount in his own way.
     void readAllDefault(const QString &chosenName = {});
+    // The saved connections that are marked for it.
+    static QStringList markedNames();
+    // Mounts those of them that aren't.
+    void mountMarked(const QStringList &names);
     // Takes in what other processes did to one saved connection, unless it is mounted.
     void reloadConnectInfo(const QString &name);
 

@@ -25,8 +25,9 @@ class ControlServer;
 //
 // Requests are JSON objects with a "command":
 //   mount    "name" of a saved connection, or "url" with "name" and "isNameChosen"; optional
-//            "username", "password", "mountPoint", "acceptCertificate", "stay". Without both only
-//            the connections marked for it are mounted.
+//            "username", "password", "mountPoint", "acceptCertificate", "stay". Without both the
+//            connections marked for it are mounted; "marked" tells how many there are. "mounted"
+//            lists what came up.
 //   unmount  "target" (name or mount point), "force"
 //   status   "acknowledge": the pending messages count as seen
 // Each gets one "result" with "ok" and, on failure, perhaps a "message"; alerts and login questions
@@ -63,7 +64,9 @@ class MountService {
     struct MountWait {
         Job job;
         QStringList names;
+        QStringList mounted;
         QStringList failures;
+        bool isComplete = true;  // false where one couldn't even be begun
     };
 
     void addChannel(const std::shared_ptr<ControlChannel> &channel);
@@ -72,6 +75,7 @@ class MountService {
     void runNextMount();
     void mount(Job &job);
     void mountMarked(Job &job);
+    void readConnections(const QString &chosenName);
     void mountOne(Job &job, const QString &name);
     QString prepareRecord(const QJsonObject &request, QString *name);
     void prepareSaved(QString *name);
@@ -83,7 +87,7 @@ class MountService {
     void mountChanged(const QString &name, GMUserFileSystem::Notification notification,
                       const std::optional<Error> &error);
     void endWaits(const QString &name, const QString &failure);
-    void finishWait(const MountWait &wait, const QString &lastName);
+    void finishWait(const MountWait &wait);
     void forgetUnsaved(const QString &name);
     void stop();
     void considerEnd();

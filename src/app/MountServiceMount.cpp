@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
 
 #include "app/MountService.h"
 #include "common/Text.h"
@@ -51,15 +52,12 @@ void applyOptions(const QJsonObject &request, VDConnectionInfo &record) {
 }  // namespace
 
 void MountService::mount(Job &job) {
-    const bool hasName = job.request.contains(QStringLiteral("name"));
-    const bool isSaved = hasName && !job.request.contains(QStringLiteral("url"));
-    if (!std::exchange(hasReadConnections, true))
-        application->readAllDefault(isSaved ? job.request[QStringLiteral("name")].toString()
-                                            : QString());
+    if (!job.request.contains(QStringLiteral("name")))
+        return mountMarked(job);
+    const bool isSaved = !job.request.contains(QStringLiteral("url"));
+    readConnections(isSaved ? job.request[QStringLiteral("name")].toString() : QString());
     if (isStopping)
         return job.reply(resultOf(false, localizedText("Cli_Stopping")));
-    if (!hasName)
-        return mountMarked(job);
     QString name;
     const QString problem = prepareRecord(job.request, &name);
     if (!problem.isEmpty()) {
@@ -69,21 +67,44 @@ void MountService::mount(Job &job) {
     mountOne(job, name);
 }
 
-// The marked ones were begun when the connections were read.
+void MountService::readConnections(const QString &chosenName) {
+    if (!std::exchange(hasReadConnections, true))
+        application->readAllDefault(chosenName);
+}
+
 void MountService::mountMarked(Job &job) {
-    QStringList names;
-    for (const auto &record : application->conInfoList) {
-        if (record->isMount && !application->mountedSince.contains(record->connectionName))
-            names += record->connectionName;
+    // Before one that fails loses its mark.
+    const QStringList marked = AppDelegate::markedNames();
+    MountWait wait{.job = job, .names = {}, .mounted = {}, .failures = {}};
+    const auto isMounted = [this](const QString &name) {
+        const auto record = application->conInfoList.value(name);
+        return record && record->isMount;
+    };
+    QStringList wanted = marked;
+    wanted.removeIf(isMounted);
+    if (hasReadConnections)
+        application->mountMarked(wanted);
+    else
+        readConnections({});
+    if (isStopping)
+        return job.reply(resultOf(false, localizedText("Cli_Stopping")));
+    for (const QString &name : wanted) {
+        if (!isMounted(name))
+            wait.isComplete = false;
+        else if (application->mountedSince.contains(name))
+            wait.mounted += name;
+        else
+            wait.names += name;
     }
-    if (names.isEmpty())
-        return job.reply(resultOf(true));
-    mountWaits += MountWait{job, names, {}};
+    wait.job.request[QStringLiteral("marked")] = marked.size();
+    if (wait.names.isEmpty())
+        return finishWait(wait);
+    mountWaits += wait;
 }
 
 void MountService::mountOne(Job &job, const QString &name) {
     if (application->connectVelmora(name)) {
-        mountWaits += MountWait{job, {name}, {}};
+        mountWaits += MountWait{.job = job, .names = {name}, .mounted = {}, .failures = {}};
         return;
     }
     forgetUnsaved(name);
@@ -213,9 +234,11 @@ void MountService::endWaits(const QString &name, const QString &failure) {
     for (MountWait &wait : mountWaits) {
         if (!wait.names.removeOne(name))
             continue;
-        if (!failure.isEmpty())
+        if (failure.isEmpty())
+            wait.mounted += name;
+        else
             wait.failures += failure;
-        else if (wait.job.request[QStringLiteral("stay")].toBool())
+        if (failure.isEmpty() && wait.job.request[QStringLiteral("stay")].toBool())
             stayers[name] += wait.job;
         if (wait.names.isEmpty())
             ended += wait;
@@ -225,15 +248,21 @@ void MountService::endWaits(const QString &name, const QString &failure) {
     }
     mountWaits.removeIf([](const MountWait &wait) { return wait.names.isEmpty(); });
     for (const MountWait &wait : ended)
-        finishWait(wait, name);
+        finishWait(wait);
 }
 
-void MountService::finishWait(const MountWait &wait, const QString &lastName) {
-    QJsonObject result = resultOf(wait.failures.isEmpty(), wait.failures.join(QLatin1Char('\n')));
-    if (const auto disk = application->pffsList.value(lastName)) {
-        result[QStringLiteral("name")] = lastName;
-        result[QStringLiteral("mountPoint")] = disk->mountPath();
+void MountService::finishWait(const MountWait &wait) {
+    QJsonArray mounted;
+    for (const QString &name : wait.mounted) {
+        if (const auto disk = application->pffsList.value(name))
+            mounted += QJsonObject{{QStringLiteral("name"), name},
+                                   {QStringLiteral("mountPoint"), disk->mountPath()}};
     }
+    QJsonObject result =
+        resultOf(wait.isComplete && wait.failures.isEmpty(), wait.failures.join(QLatin1Char('\n')));
+    result[QStringLiteral("mounted")] = mounted;
+    if (wait.job.request.contains(QStringLiteral("marked")))
+        result[QStringLiteral("marked")] = wait.job.request[QStringLiteral("marked")];
     wait.job.reply(result);
 }
 

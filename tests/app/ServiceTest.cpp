@@ -173,6 +173,25 @@ TEST_F(Service, TheMarkOfAConnectionThatFailsToMountAtStartIsDropped) {
     EXPECT_TRUE(isMarked("Chosen"));
 }
 
+TEST_F(Service, TheMarkedConnectionsAreMountedAlsoByAnInstanceThatRuns) {
+    TestServer server;
+    startService();
+    const Talk keeping(SingleInstance::socketPath());
+    const auto none = program.run({"mount", "--auto"});
+    EXPECT_EQ(none.code, 0);
+    EXPECT_TRUE(none.output.contains("marked")) << none.messages.toStdString();
+    for (const QString name : {"First", "Second"})
+        program.run({"connection", "add", name, "--url", server.url(), "--auto-mount", "yes",
+                     "--mount-point", program.path("volumes/" + name)});
+    EXPECT_EQ(program.run({"mount", "--auto", "First"}).code, 2);
+    const auto both = program.run({"mount", "--auto"});
+    EXPECT_EQ(both.code, 0) << both.messages.toStdString();
+    EXPECT_EQ(both.output.count(program.path("volumes/")), 2) << both.output.toStdString();
+    EXPECT_TRUE(program.run({"mount", "--auto"}).output.contains("already"));
+    for (const QString name : {"First", "Second"})
+        EXPECT_EQ(program.run({"unmount", name}).code, 0);
+}
+
 TEST_F(Service, ForegroundEndsByASignalWhileItConnects) {
     TestServer server;
     server.fault({.method = "OPTIONS", .times = Fault::kAlways, .stall = true});

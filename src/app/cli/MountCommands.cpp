@@ -1,5 +1,7 @@
 // mount and unmount.
 
+#include <QJsonArray>
+
 #include "app/ConnectionUrl.h"
 #include "app/MountService.h"
 #include "app/ServiceClient.h"
@@ -26,6 +28,8 @@ bool isSaved(const QString &name) {
 // already.
 std::optional<int> describeTarget(const Invocation &invocation, QJsonObject *request) {
     const QString target = invocation.arguments.value(0);
+    if (invocation.has("auto") && !invocation.arguments.isEmpty())
+        return invocation.refuse(localizedText("Cli_AutoAlone"));
     if (!invocation.readSettings() && !isUrl(target))
         return kFailed;
     if (target.isEmpty())
@@ -72,12 +76,17 @@ std::optional<int> describeMount(const Invocation &invocation, QJsonObject *requ
 
 // Tells the person how the mount went.
 int report(const Invocation &invocation, const QJsonObject &result) {
+    const QJsonArray mounted = result[QStringLiteral("mounted")].toArray();
+    for (const auto &each : mounted)
+        invocation.console.print(localizedText("Cli_Mounted",
+                                               each[QStringLiteral("name")].toString(),
+                                               each[QStringLiteral("mountPoint")].toString()));
     if (!result[QStringLiteral("ok")].toBool())
         return invocation.failTold(result[QStringLiteral("message")].toString());
-    const QString name = result[QStringLiteral("name")].toString();
-    if (!name.isEmpty())
-        invocation.console.print(
-            localizedText("Cli_Mounted", name, result[QStringLiteral("mountPoint")].toString()));
+    if (mounted.isEmpty())
+        invocation.console.print(localizedText(result[QStringLiteral("marked")].toInt() > 0
+                                                   ? "Cli_MarkedAreMounted"
+                                                   : "Cli_NoneMarked"));
     return kDone;
 }
 
@@ -86,8 +95,9 @@ int mountThrough(ServiceClient &client, const Invocation &invocation, const QJso
     if (!result)
         return invocation.fail(localizedText("Cli_ServiceEnded"));
     const int code = report(invocation, *result);
-    if (code == kDone && request[QStringLiteral("stay")].toBool())
-        client.stay(result->value(QStringLiteral("name")).toString());
+    const QJsonArray mounted = result->value(QStringLiteral("mounted")).toArray();
+    if (code == kDone && request[QStringLiteral("stay")].toBool() && !mounted.isEmpty())
+        client.stay(mounted.last()[QStringLiteral("name")].toString());
     return code;
 }
 
