@@ -333,10 +333,13 @@ Try again. The log holds the reason.</translation>
         <translation>--auto mounts the connections that are marked for it and takes no name. Name a connection without --auto.</translation>
     </message>
     <message id="Cli_BadValue">
-        <translation>The value of --%1 cannot be used.</translation>
+        <translation>The value of --%1 cannot be used. It must be %2.</translation>
     </message>
     <message id="Cli_Cancelled">
         <translation>Cancelled.</translation>
+    </message>
+    <message id="Cli_CommandIncomplete">
+        <translation>“%1” needs one of these words after it: %2</translation>
     </message>
     <message id="Cli_Command_Add">
         <translation>saves a connection</translation>
@@ -367,6 +370,15 @@ Try again. The log holds the reason.</translation>
     </message>
     <message id="Cli_Command_Unmount">
         <translation>ends a mount</translation>
+    </message>
+    <message id="Cli_Expected_Number">
+        <translation>a whole number from 0 up</translation>
+    </message>
+    <message id="Cli_Expected_Proxy">
+        <translation>none, system, or HOST:PORT with a port from 1 to 65535</translation>
+    </message>
+    <message id="Cli_Expected_YesNo">
+        <translation>yes or no</translation>
     </message>
     <message id="Cli_Field_AutoMount">
         <translation>Mounted at start</translation>
@@ -439,6 +451,12 @@ velmoradisk COMMAND [OPTION...]
     <message id="Cli_InUse">
         <translation>“%1” is in use by a program and stays mounted. --force detaches it all the same.</translation>
     </message>
+    <message id="Cli_LogEmpty">
+        <translation>Nothing has been logged yet.</translation>
+    </message>
+    <message id="Cli_LoginRefused">
+        <translation>The server refused the login that was given. Check the user name and the password.</translation>
+    </message>
     <message id="Cli_LoginTitle">
         <translation>The server asks for a login.</translation>
     </message>
@@ -459,6 +477,9 @@ velmoradisk COMMAND [OPTION...]
     </message>
     <message id="Cli_MountedNoEdit">
         <translation>“%1” is mounted and cannot be changed now. Unmount it first.</translation>
+    </message>
+    <message id="Cli_NameNeedsUrl">
+        <translation>--name names the volume of a URL. A saved connection has a name already.</translation>
     </message>
     <message id="Cli_NameTaken">
         <translation>“%1” is the name of a saved connection. Choose another with --name.</translation>
@@ -495,6 +516,9 @@ velmoradisk COMMAND [OPTION...]
     </message>
     <message id="Cli_NotSet">
         <translation>not set</translation>
+    </message>
+    <message id="Cli_NothingToEdit">
+        <translation>Nothing is given that is to be changed. Give at least one option.</translation>
     </message>
     <message id="Cli_Option_AcceptCertificate">
         <translation>accepts a certificate that cannot be verified, for this session</translation>
@@ -622,6 +646,9 @@ velmoradisk COMMAND [OPTION...]
     <message id="Cli_SettingsBusy">
         <translation>Another command is changing the saved connections. Try again when it has ended.</translation>
     </message>
+    <message id="Cli_Status_Dead">
+        <translation>It crashed. Mount it again, or “velmoradisk unmount %1” clears it.</translation>
+    </message>
     <message id="Cli_Status_Message">
         <translation>Message: %1</translation>
     </message>
@@ -668,7 +695,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>There is no terminal to ask on, so it is refused. --accept-certificate accepts it for this session.</translation>
     </message>
     <message id="Cli_Unattended_Login">
-        <translation>The server asks for a login, or refuses the one given, and there is no terminal to ask on. Give --user and --password-stdin.</translation>
+        <translation>The server asks for a login, and there is no terminal to ask on. Give --user and --password-stdin.</translation>
     </message>
     <message id="Cli_Unattended_ProxyLogin">
         <translation>The proxy asks for a login, or refuses the one saved, and there is no terminal to ask on. Save one by “velmoradisk connection edit” with --proxy-user and --proxy-password-stdin.</translation>
@@ -685,14 +712,35 @@ velmoradisk COMMAND [OPTION...]
     <message id="Cli_UrlMissing">
         <translation>--url is missing.</translation>
     </message>
+    <message id="Cli_Url_Fragment">
+        <translation>The URL must name a folder only, without “#” and what follows it. A “#” in a folder's name is written %23.</translation>
+    </message>
+    <message id="Cli_Url_Host">
+        <translation>The URL names no host that can be used. It must be http://HOST/FOLDER/ or http://HOST:PORT/FOLDER/, an IPv6 address in brackets.</translation>
+    </message>
     <message id="Cli_Url_Invalid">
         <translation>The URL cannot be used: it holds a character of code 0. Leave out the “%00”.</translation>
     </message>
     <message id="Cli_Url_Login">
         <translation>A login does not belong into a URL, where others can see it. Use --user and --password-stdin.</translation>
     </message>
+    <message id="Cli_Url_Port">
+        <translation>The port of the URL cannot be used. It must be a number from 1 to 65535.</translation>
+    </message>
+    <message id="Cli_Url_Query">
+        <translation>The URL must name a folder only, without “?” and what follows it.</translation>
+    </message>
     <message id="Cli_Url_QuestionMark">
         <translation>A folder whose name holds “?” cannot be the top of a mount. Mount the folder above it.</translation>
+    </message>
+    <message id="Cli_Url_Scheme">
+        <translation>The URL must begin with http:// or https://, as in https://dav.example.com/files/.</translation>
+    </message>
+    <message id="Cli_ValueMissing">
+        <translation>The value of %1 is missing.</translation>
+    </message>
+    <message id="Cli_ValueTooMany">
+        <translation>%1 takes no value.</translation>
     </message>
     <message id="Cli_Yes">
         <translation>yes</translation>

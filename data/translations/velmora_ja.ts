@@ -333,10 +333,13 @@ URL のパスと、そのフォルダーに対する権限を確認してくだ�
         <translation>--auto は印の付いた接続をマウントするもので、名前は指定できません。名前を指定する場合は --auto を付けないでください。</translation>
     </message>
     <message id="Cli_BadValue">
-        <translation>--%1 の値は使えません。</translation>
+        <translation>--%1 の値が使用できません。%2 を指定してください。</translation>
     </message>
     <message id="Cli_Cancelled">
         <translation>キャンセルされました。</translation>
+    </message>
+    <message id="Cli_CommandIncomplete">
+        <translation>「%1」の後には、次のいずれかの語が必要です: %2</translation>
     </message>
     <message id="Cli_Command_Add">
         <translation>接続を保存します</translation>
@@ -367,6 +370,15 @@ URL のパスと、そのフォルダーに対する権限を確認してくだ�
     </message>
     <message id="Cli_Command_Unmount">
         <translation>マウントを終了します</translation>
+    </message>
+    <message id="Cli_Expected_Number">
+        <translation>0 以上の整数</translation>
+    </message>
+    <message id="Cli_Expected_Proxy">
+        <translation>none、system、または ホスト:ポート（ポートは 1 から 65535）</translation>
+    </message>
+    <message id="Cli_Expected_YesNo">
+        <translation>yes または no</translation>
     </message>
     <message id="Cli_Field_AutoMount">
         <translation>起動時にマウント</translation>
@@ -439,6 +451,12 @@ velmoradisk コマンド [オプション...]
     <message id="Cli_InUse">
         <translation>「%1」はプログラムが使用中のため、マウントされたままです。--force を付けると切り離します。</translation>
     </message>
+    <message id="Cli_LogEmpty">
+        <translation>ログにはまだ何も記録されていません。</translation>
+    </message>
+    <message id="Cli_LoginRefused">
+        <translation>指定されたログインはサーバーに拒否されました。ユーザー名とパスワードを確認してください。</translation>
+    </message>
     <message id="Cli_LoginTitle">
         <translation>サーバーがログインを求めています。</translation>
     </message>
@@ -459,6 +477,9 @@ velmoradisk コマンド [オプション...]
     </message>
     <message id="Cli_MountedNoEdit">
         <translation>「%1」はマウント中のため変更できません。先にマウントを解除してください。</translation>
+    </message>
+    <message id="Cli_NameNeedsUrl">
+        <translation>--name は URL のボリューム名を指定するものです。保存済みの接続には名前があります。</translation>
     </message>
     <message id="Cli_NameTaken">
         <translation>「%1」は保存した接続の名前です。--name で別の名前を指定してください。</translation>
@@ -495,6 +516,9 @@ velmoradisk コマンド [オプション...]
     </message>
     <message id="Cli_NotSet">
         <translation>未設定</translation>
+    </message>
+    <message id="Cli_NothingToEdit">
+        <translation>変更する内容が指定されていません。オプションを 1 つ以上指定してください。</translation>
     </message>
     <message id="Cli_Option_AcceptCertificate">
         <translation>検証できない証明書をこのセッションに限り許可します</translation>
@@ -622,6 +646,9 @@ velmoradisk コマンド [オプション...]
     <message id="Cli_SettingsBusy">
         <translation>別のコマンドが保存した接続を変更しています。終了後にもう一度お試しください。</translation>
     </message>
+    <message id="Cli_Status_Dead">
+        <translation>異常終了しました。もう一度マウントするか、「velmoradisk unmount %1」で取り除いてください。</translation>
+    </message>
     <message id="Cli_Status_Message">
         <translation>メッセージ: %1</translation>
     </message>
@@ -668,7 +695,7 @@ velmoradisk コマンド [オプション...]
         <translation>尋ねる端末がないため拒否しました。--accept-certificate を付けるとこのセッションに限り許可します。</translation>
     </message>
     <message id="Cli_Unattended_Login">
-        <translation>サーバーがログインを求めているか、指定されたログインを拒否しましたが、尋ねる端末がありません。--user と --password-stdin を指定してください。</translation>
+        <translation>サーバーがログインを求めていますが、尋ねる端末がありません。--user と --password-stdin を指定してください。</translation>
     </message>
     <message id="Cli_Unattended_ProxyLogin">
         <translation>プロキシがログインを求めているか、保存されたログインを拒否しましたが、尋ねる端末がありません。「velmoradisk connection edit」の --proxy-user と --proxy-password-stdin で保存してください。</translation>
@@ -685,14 +712,35 @@ velmoradisk コマンド [オプション...]
     <message id="Cli_UrlMissing">
         <translation>--url がありません。</translation>
     </message>
+    <message id="Cli_Url_Fragment">
+        <translation>URL にはフォルダだけを指定してください。「#」以降は使用できません。フォルダ名の「#」は %23 と書いてください。</translation>
+    </message>
+    <message id="Cli_Url_Host">
+        <translation>URL に使用できるホスト名がありません。http://ホスト/フォルダ/ または http://ホスト:ポート/フォルダ/ の形で指定してください（IPv6 アドレスは [ ] で囲みます）。</translation>
+    </message>
     <message id="Cli_Url_Invalid">
         <translation>この URL は使えません。コード 0 の文字が含まれています。「%00」を取り除いてください。</translation>
     </message>
     <message id="Cli_Url_Login">
         <translation>URL にログイン情報を入れないでください。他人に見えてしまいます。--user と --password-stdin を使ってください。</translation>
     </message>
+    <message id="Cli_Url_Port">
+        <translation>URL のポートが使用できません。1 から 65535 までの数を指定してください。</translation>
+    </message>
+    <message id="Cli_Url_Query">
+        <translation>URL にはフォルダだけを指定してください。「?」以降は使用できません。</translation>
+    </message>
     <message id="Cli_Url_QuestionMark">
         <translation>名前に「?」を含むフォルダーはマウントの起点にできません。上のフォルダーをマウントしてください。</translation>
+    </message>
+    <message id="Cli_Url_Scheme">
+        <translation>URL は https://dav.example.com/files/ のように、http:// または https:// で始めてください。</translation>
+    </message>
+    <message id="Cli_ValueMissing">
+        <translation>%1 の値がありません。</translation>
+    </message>
+    <message id="Cli_ValueTooMany">
+        <translation>%1 に値は指定できません。</translation>
     </message>
     <message id="Cli_Yes">
         <translation>はい</translation>

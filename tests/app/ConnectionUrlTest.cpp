@@ -16,6 +16,8 @@ TEST(ConnectionUrl, BecomesReadableTextAndAName) {
         {"http://h/1+1", "http://h/1+1", "1+1"},
         {"http://h/${user}", "http://h/${user}", "h"},
         {"http://h/..", "http://h/..", "h"},
+        {"HTTPS://H/X", "https://H/X", "X"},
+        {"http://h:/", "http://h:/", "h"},
     };
     for (const auto &each : cases) {
         SCOPED_TRACE(each.typed);
@@ -24,4 +26,12 @@ TEST(ConnectionUrl, BecomesReadableTextAndAName) {
         EXPECT_EQ(readable, QString(each.readable));
         EXPECT_EQ(ConnectionUrl::nameFor(readable), QString(each.name));
     }
+}
+
+TEST(ConnectionUrl, WhatCannotBeReachedIsNotTaken) {
+    for (const char *typed :
+         {"", "h", "http:/h", "xhttp://h/", "http://", "http:///x", "http://h:99999/",
+          "http://h:0/", "http://h:abc/", "http://[::1", "http://[x]/", "http://a b/",
+          "http://a%20b/", "http://h/a?b=c", "http://h/a#f"})
+        EXPECT_NE(ConnectionUrl::problemOf(typed), nullptr) << typed;
 }

@@ -58,8 +58,9 @@ bool isHidden(const Command &command) {
 }
 
 QString usageOf(const Command &command) {
-    return QString::fromLatin1(command.name) + QLatin1Char(' ') +
-           QString::fromLatin1(command.arguments);
+    return QStringLiteral("%1 %2")
+        .arg(QLatin1String(command.name), QLatin1String(command.arguments))
+        .trimmed();
 }
 
 // The command whose words the line begins with; null for none.
@@ -70,6 +71,17 @@ const Command *commandOf(const QList<Command> &commands, const QStringList &word
             return &command;
     }
     return nullptr;
+}
+
+// The second words of the commands that begin with the word.
+QStringList groupOf(const QList<Command> &commands, const QString &first) {
+    QStringList group;
+    for (const Command &command : commands) {
+        const QString name = QString::fromLatin1(command.name);
+        if (name.startsWith(first + QLatin1Char(' ')))
+            group += name.mid(first.size() + 1);
+    }
+    return group;
 }
 
 void printHelp(const QList<Command> &commands, Console &console) {
@@ -108,11 +120,29 @@ void addOptions(const Command &command, QCommandLineParser &parser) {
     }
 }
 
-// Names the first option that isn't one of the command's, without what may stand behind it.
-QString problemOf(const QCommandLineParser &parser) {
+QString withDashes(const QString &option) {
+    return (option.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + option;
+}
+
+// Names the first option that isn't one of the command's, or is given a value that it can't have or
+// none that it needs. A value may be a secret, and is never named.
+QString problemOf(const QCommandLineParser &parser, const Command &command,
+                  const QStringList &words) {
     if (!parser.unknownOptionNames().isEmpty())
-        return localizedText("Cli_UnknownOption", parser.unknownOptionNames().constFirst());
-    return parser.errorText().section(QLatin1Char('='), 0, 0);
+        return localizedText("Cli_UnknownOption",
+                             withDashes(parser.unknownOptionNames().constFirst()));
+    QStringList flags{QStringLiteral("--help")};
+    for (const CommandOption &option : command.options) {
+        if (!option.valueName)
+            flags += withDashes(QString::fromLatin1(option.name));
+    }
+    for (const QString &word : words) {
+        const QString option = word.section(QLatin1Char('='), 0, 0);
+        if (word != option && flags.contains(option))
+            return localizedText("Cli_ValueTooMany", option);
+    }
+    // Only the last word can lack its value.
+    return localizedText("Cli_ValueMissing", words.constLast().section(QLatin1Char('='), 0, 0));
 }
 
 int notUnderstood(Console &console, const QString &problem, const QString &command) {
@@ -132,7 +162,7 @@ int run(const Command &command, const QStringList &words, Console &console) {
         return kDone;
     }
     if (!isParsed)
-        return notUnderstood(console, problemOf(parser), name);
+        return notUnderstood(console, problemOf(parser, command, words), name);
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() < command.fewestArguments)
         return notUnderstood(
@@ -166,6 +196,11 @@ int runCommandLine(const QStringList &arguments, Console &console) {
     if (words.isEmpty())
         return notUnderstood(console, localizedText("Cli_NoCommand"), {});
     const Command *const command = commandOf(commands, words);
+    const QStringList group = groupOf(commands, first);
+    if (!command && !group.isEmpty())
+        return notUnderstood(
+            console,
+            localizedText("Cli_CommandIncomplete", first, group.join(QStringLiteral(", "))), {});
     if (!command)
         return notUnderstood(console, localizedText("Cli_UnknownCommand", first), {});
     return run(*command, words.mid(QString::fromLatin1(command->name).count(QLatin1Char(' ')) + 1),

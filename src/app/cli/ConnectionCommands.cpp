@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include <QCommandLineParser>
 #include <QJsonDocument>
 
 #include "app/AppDelegate.h"
@@ -167,6 +168,8 @@ int show(const Invocation &invocation) {
 }
 
 int edit(const Invocation &invocation) {
+    if (invocation.options.optionNames().isEmpty())
+        return invocation.refuse(localizedText("Cli_NothingToEdit"));
     Settings settings(invocation, Settings::Use::kChange);
     if (!settings.isReady)
         return kFailed;

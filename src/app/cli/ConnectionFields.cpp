@@ -97,14 +97,14 @@ bool setProxy(const QString &value, Record &record) {
 struct Field {
     CommandOption option;
     Apply apply;
+    const char *expectedKey = "";  // the values it may have, where not every one is taken
 };
 
 const Field kFields[] = {
     {{"url", "URL", "Cli_Option_Url"},
      [](const Invocation &, const QString &value, Record &record) {
          record.RemoteURL = ConnectionUrl::readableUrl(value);
-         return record.RemoteURL.startsWith(QStringLiteral("http:")) ||
-                record.RemoteURL.startsWith(QStringLiteral("https:"));
+         return true;  // checked before
      }},
     {{"user", "USER", "Cli_Option_User"},
      [](const Invocation &, const QString &value, Record &record) {
@@ -130,7 +130,7 @@ const Field kFields[] = {
      [](const Invocation &, const QString &value, Record &record) {
          record.chengeMountPoint = true;
          record.mountPoint = absolutePath(value);
-         return !value.isEmpty();
+         return true;  // checked before
      }},
     {{"default-mount-point", nullptr, "Cli_Option_DefaultMountPoint"},
      [](const Invocation &, const QString &, Record &record) {
@@ -141,7 +141,8 @@ const Field kFields[] = {
     {{"proxy", "none|system|HOST:PORT", "Cli_Option_Proxy"},
      [](const Invocation &, const QString &value, Record &record) {
          return setProxy(value, record);
-     }},
+     },
+     "Cli_Expected_Proxy"},
     {{"proxy-user", "USER", "Cli_Option_ProxyUser"},
      [](const Invocation &, const QString &value, Record &record) {
          record.isUseProxyAuth = true;
@@ -160,19 +161,23 @@ const Field kFields[] = {
          bool isNumber = false;
          record.devideSizeIndex = value.toInt(&isNumber);
          return isNumber && *record.devideSizeIndex >= 0;
-     }},
+     },
+     "Cli_Expected_Number"},
     {{"client-certificate", "yes|no", "Cli_Option_Certificate"},
      [](const Invocation &, const QString &value, Record &record) {
          return setFlag(value, &record.isUseCert);
-     }},
+     },
+     "Cli_Expected_YesNo"},
     {{"allow-self-signed", "yes|no", "Cli_Option_SelfSigned"},
      [](const Invocation &, const QString &value, Record &record) {
          return setFlag(value, &record.isAllowSelfsign);
-     }},
+     },
+     "Cli_Expected_YesNo"},
     {{"auto-mount", "yes|no", "Cli_Option_AutoMount"},
      [](const Invocation &, const QString &value, Record &record) {
          return setFlag(value, &record.isAutoMount);
-     }},
+     },
+     "Cli_Expected_YesNo"},
 };
 
 const CommandOption kPasswordOptions[] = {
@@ -212,12 +217,17 @@ QList<CommandOption> options() {
 }
 
 std::optional<int> apply(const Invocation &invocation, VDConnectionInfo &record) {
-    if (const char *problem = ConnectionUrl::problemOf(invocation.value("url")))
+    if (invocation.has("url")) {
+        if (const char *problem = ConnectionUrl::problemOf(invocation.value("url")))
+            return invocation.refuse(localizedText(problem));
+    }
+    if (const char *problem = mountPointProblem(invocation))
         return invocation.refuse(localizedText(problem));
     for (const Field &field : kFields) {
         const char *const name = field.option.name;
         if (invocation.has(name) && !field.apply(invocation, invocation.value(name), record))
-            return invocation.refuse(localizedText("Cli_BadValue", QString::fromLatin1(name)));
+            return invocation.refuse(localizedText("Cli_BadValue", QString::fromLatin1(name),
+                                                   localizedText(field.expectedKey)));
     }
     return applyPasswords(invocation, record) ? std::nullopt : std::optional<int>(kFailed);
 }

@@ -31,3 +31,12 @@ std::optional<QString> newPassword(const Invocation &invocation, const char *opt
 QString absolutePath(const QString &typed) {
     return typed.isNull() ? typed : QDir::cleanPath(QDir::current().absoluteFilePath(typed));
 }
+
+const char *mountPointProblem(const Invocation &invocation) {
+    if (!invocation.has("mount-point"))
+        return nullptr;
+    const QString typed = invocation.value("mount-point");
+    if (typed.isEmpty())
+        return "AppDelegate_5";
+    return absolutePath(typed).count(QLatin1Char('/')) < 2 ? "AppDelegate_2" : nullptr;
+}

@@ -13,3 +13,7 @@ std::optional<QString> newPassword(const Invocation &invocation, const char *opt
 
 // A path as it was typed, made absolute; a null text stays null.
 QString absolutePath(const QString &typed);
+
+// Why the value of --mount-point can't be a mount point wherever that is looked at, as a key of a
+// text; null where it can, or isn't given.
+const char *mountPointProblem(const Invocation &invocation);

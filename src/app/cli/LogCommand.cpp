@@ -67,16 +67,21 @@ int showLog(const Invocation &invocation) {
     const int count =
         invocation.has("lines") ? invocation.value("lines").toInt(&isNumber) : kDefaultLines;
     if (!isNumber || count < 0)
-        return invocation.refuse(localizedText("Cli_BadValue", QStringLiteral("lines")));
+        return invocation.refuse(localizedText("Cli_BadValue", QStringLiteral("lines"),
+                                               localizedText("Cli_Expected_Number")));
     invocation.console.print(path);
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) && !invocation.has("follow"))
+    if (!file.exists())
+        invocation.console.print(localizedText("Cli_LogEmpty"));
+    else if (!file.open(QIODevice::ReadOnly) && !invocation.has("follow"))
         return invocation.fail(localizedText("Cli_NoLog", file.errorString()));
-    file.seek(qMax<qint64>(0, file.size() - kTailBytes));
-    printText(lastLines(file.readAll(), count), invocation.console);
+    if (file.isOpen()) {
+        file.seek(qMax<qint64>(0, file.size() - kTailBytes));
+        printText(lastLines(file.readAll(), count), invocation.console);
+    }
     if (!invocation.has("follow"))
         return kDone;
-    Follower follower(path, file.pos(), invocation.console);
+    Follower follower(path, file.isOpen() ? file.pos() : 0, invocation.console);
     QTimer beat;
     QObject::connect(&beat, &QTimer::timeout, &beat, [&follower] { follower.look(); });
     beat.start(kFollowBeat);
