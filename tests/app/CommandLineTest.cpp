@@ -36,7 +36,20 @@ TEST_F(CommandLine, WhatIsNotUnderstoodIsNamedWithTheWayToHelp) {
         {{}, "command"},
         {{"nonsense"}, "nonsense"},
         {{"connection", "add", "A"}, "--url"},
-        {{"connection", "add", "A", "--url", "ftp://h/"}, "--url"},
+        {{"connection", "add", "A", "--url", "ftp://h/"}, "https://"},
+        {{"connection", "add", "A", "--url", "h/x"}, "https://"},
+        {{"connection", "add", "A", "--url", "http:///x"}, "host"},
+        {{"connection", "add", "A", "--url"}, "--url"},
+        {{"connection", "add", "A", "--url", "http://h/", "--mount-point", ""}, "mount point"},
+        {{"connection", "add", "A", "--url", "http://h/", "--mount-point", "/x/.."}, "two levels"},
+        {{"connection"}, "edit"},
+        {{"connection", "bogus"}, "edit"},
+        {{"connection", "edit", "A"}, "--help"},
+        {{"mount", "ftp://h/x"}, "https://"},
+        {{"mount", "http://"}, "host"},
+        {{"mount", "A", "--name", "B"}, "--name"},
+        {{"mount", "http://h/", "--mount-point", ""}, "mount point"},
+        {{"mount", "--bogus"}, "--bogus"},
         {{"connection", "add", "A", "--url", "http://h/%3f"}, "?"},
         {{"connection", "add", "a/b", "--url", "http://h/"}, "/"},
         {{"connection", "add", "", "--url", "http://h/"}, "name"},
@@ -185,6 +198,7 @@ TEST_F(CommandLine, SettingsThatCannotBeUsedAreToldOnce) {
 }
 
 TEST_F(CommandLine, LogShowsItsLastLines) {
+    EXPECT_EQ(program.run({"log"}).code, 0);
     QFile file(program.path("VelmoraDiskLog/velmoradisk.log"));
     fill(file.fileName(), "one\ntwo\nthree\n");
     const QString path = file.fileName() + "\n";

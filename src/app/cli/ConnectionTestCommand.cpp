@@ -25,6 +25,8 @@ int test(const Invocation &invocation) {
             return kFailed;
         record->password = *password;
     }
+    if (!record->username.isEmpty() && !record->password.isEmpty())
+        invocation.interface.noteGivenLogin();
     if (invocation.has("accept-certificate"))
         record->isAllowSelfsign = true;
 

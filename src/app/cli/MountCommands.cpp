@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 
+#include "app/AppDelegate.h"
 #include "app/ConnectionUrl.h"
 #include "app/MountService.h"
 #include "app/ServiceClient.h"
@@ -19,9 +20,19 @@ bool isUrl(const QString &text) {
     return text.contains(QStringLiteral("://"));
 }
 
-bool isSaved(const QString &name) {
-    return VDConnectionInfo::loadConnectInfo(name) ||
-           VDConnectionInfo::loadConnectInfo(name.normalized(QString::NormalizationForm_C));
+std::shared_ptr<VDConnectionInfo> savedRecord(const QString &name) {
+    const auto record = VDConnectionInfo::loadConnectInfo(name);
+    return record
+               ? record
+               : VDConnectionInfo::loadConnectInfo(name.normalized(QString::NormalizationForm_C));
+}
+
+// Whether a login is tried before the server is asked which it wants.
+bool hasLogin(const Invocation &invocation) {
+    const QString target = invocation.arguments.value(0);
+    const auto record = isUrl(target) ? nullptr : savedRecord(target);
+    return (invocation.has("user") || (record && !record->username.isEmpty())) &&
+           (invocation.has("password-stdin") || (record && !record->password.isEmpty()));
 }
 
 // What is to be mounted, as the instance wants to be told; the exit code where that is known
@@ -36,9 +47,11 @@ std::optional<int> describeTarget(const Invocation &invocation, QJsonObject *req
         return invocation.has("auto")
                    ? std::nullopt
                    : std::optional(invocation.refuse(localizedText("Cli_TargetMissing")));
+    if (!isUrl(target) && invocation.has("name"))
+        return invocation.refuse(localizedText("Cli_NameNeedsUrl"));
     if (!isUrl(target)) {
         (*request)[QStringLiteral("name")] = target;
-        return isSaved(target)
+        return savedRecord(target)
                    ? std::nullopt
                    : std::optional(invocation.fail(localizedText("Cli_NoConnection", target)));
     }
@@ -61,10 +74,14 @@ std::optional<int> describeMount(const Invocation &invocation, QJsonObject *requ
         return code;
     if (invocation.has("user"))
         (*request)[QStringLiteral("username")] = invocation.value("user");
+    if (const char *problem = mountPointProblem(invocation))
+        return invocation.refuse(localizedText(problem));
     if (invocation.has("mount-point"))
         (*request)[QStringLiteral("mountPoint")] = absolutePath(invocation.value("mount-point"));
     if (invocation.has("accept-certificate"))
         (*request)[QStringLiteral("acceptCertificate")] = true;
+    if (hasLogin(invocation))
+        invocation.interface.noteGivenLogin();
     if (!invocation.has("password-stdin"))
         return std::nullopt;
     const auto password = newPassword(invocation, "password-stdin", "Cli_PromptPassword");
@@ -139,9 +156,9 @@ bool clearDeadMount(const QString &target) {
     const QStringList dead = DeadMounts::find();
     const auto record = VDConnectionInfo::loadConnectInfo(target);
     QStringList places{
-        target, QStringLiteral("/Volumes/") + target.normalized(QString::NormalizationForm_D)};
+        target, QStringLiteral("/Volumes/") + target.normalized(QString::NormalizationForm_C)};
     if (record)
-        places += record->mountPoint;
+        places += AppDelegate::mountPointOf(*record, record->username);
     for (const QString &place : places) {
         if (dead.contains(place))
             return DeadMounts::clear(place);

@@ -50,13 +50,16 @@ int ConsoleInterface::choose(const Alert &alert) {
 
 bool ConsoleInterface::runLogin(LoginQuestion &question) {
     const bool isProxy = !question.title.isEmpty();
+    const bool isRefused = !isProxy && isLoginGiven;
     if (!console.canAsk()) {
-        console.complain(
-            localizedText(isProxy ? "Cli_Unattended_ProxyLogin" : "Cli_Unattended_Login"));
+        console.complain(localizedText(isProxy     ? "Cli_Unattended_ProxyLogin"
+                                       : isRefused ? "Cli_LoginRefused"
+                                                   : "Cli_Unattended_Login"));
         told = true;
         return false;
     }
-    console.complain(isProxy ? question.title : localizedText("Cli_LoginTitle"));
+    console.complain(isProxy ? question.title
+                             : localizedText(isRefused ? "Cli_LoginRefused" : "Cli_LoginTitle"));
     const QString prompt = question.username.isEmpty()
                                ? localizedText("Cli_PromptUser")
                                : localizedText("Cli_PromptUserOr", question.username);
@@ -69,6 +72,7 @@ bool ConsoleInterface::runLogin(LoginQuestion &question) {
     if (!username->isEmpty())
         question.username = *username;
     question.password = *password;
+    isLoginGiven = isLoginGiven || !isProxy;
     return true;
 }
 

@@ -19,9 +19,13 @@ class ConsoleInterface : public UserInterface {
     // message.
     bool hasTold() const { return told; }
 
+    // A login was given before anything is asked: a question for one means that it was refused.
+    void noteGivenLogin() { isLoginGiven = true; }
+
   private:
     int choose(const Alert &alert);
 
     Console &console;
     bool told = false;
+    bool isLoginGiven = false;
 };
