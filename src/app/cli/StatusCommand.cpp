@@ -12,14 +12,19 @@
 #include <QJsonDocument>
 #include <QLocale>
 
+#include "app/AppDelegate.h"
 #include "app/cli/Command.h"
 #include "app/cli/RunningMounts.h"
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
+#include "connection/VDConnectionInfo.h"
 #include "platform/fuse/FileAttributes.h"
+#include "platform/system/DeadMounts.h"
+#include "platform/system/Preferences.h"
 
 namespace {
 
+const QString kDead = QStringLiteral("dead");
 constexpr std::chrono::seconds kSpaceLimit(2);
 
 struct Space {
@@ -74,12 +79,28 @@ QString sizeText(const QJsonValue &bytes) {
     return QLocale().formattedDataSize(bytes.toInteger());
 }
 
+// What `unmount` takes for a volume that no instance knows: its connection's name, else its place.
+QString nameAt(const QString &mountPoint) {
+    const QStringList names =
+        Preferences::standard().value(QStringLiteral("connect_names")).toStringList();
+    for (const QString &name : names) {
+        const auto record = VDConnectionInfo::loadConnectInfo(name);
+        if (record && AppDelegate::mountPointOf(*record, record->username) == mountPoint)
+            return name;
+    }
+    return mountPoint;
+}
+
 void printMount(const QJsonObject &mount, Console &console) {
     const auto line = [&console](const char *labelKey, const QString &value) {
         console.print(QStringLiteral("  %1: %2").arg(localizedText(labelKey), value));
     };
     console.print(mount[QStringLiteral("name")].toString());
     line("Cli_Status_MountPoint", mount[QStringLiteral("mountPoint")].toString());
+    if (mount[QStringLiteral("state")] == kDead)
+        return console.print(
+            QStringLiteral("  ") +
+            localizedText("Cli_Status_Dead", mount[QStringLiteral("name")].toString()));
     line("Cli_Status_Server", mount[QStringLiteral("server")].toString());
     line("Cli_Status_User", mount[QStringLiteral("user")].toString());
     const QDateTime since =
@@ -91,6 +112,21 @@ void printMount(const QJsonObject &mount, Console &console) {
          size.isNull() ? localizedText("Cli_Status_NoAnswer")
                        : localizedText("Cli_Status_Sizes", sizeText(mount[QStringLiteral("used")]),
                                        sizeText(mount[QStringLiteral("free")]), sizeText(size)));
+}
+
+// The volumes that a crash left; a running instance cleared them when it started.
+QJsonArray deadMounts() {
+    QJsonArray result;
+    const QStringList places = DeadMounts::find();
+    for (const QString &place : places) {
+        QJsonObject mount{{QStringLiteral("name"), nameAt(place)},
+                          {QStringLiteral("mountPoint"), place},
+                          {QStringLiteral("state"), kDead}};
+        for (const char *unknown : {"server", "user", "since", "size", "used", "free"})
+            mount[QLatin1String(unknown)] = QJsonValue();
+        result += mount;
+    }
+    return result;
 }
 
 void printStatus(const QJsonArray &mounts, const QJsonArray &messages, Console &console) {
@@ -106,7 +142,9 @@ int status(const Invocation &invocation) {
     const bool isJson = invocation.has("json");
     const auto told = RunningMounts::status(invocation.interface, !isJson);
     const QJsonObject known = told.value_or(QJsonObject());
-    const QJsonArray mounts = withSpace(known[QStringLiteral("mounts")].toArray());
+    QJsonArray mounts = withSpace(known[QStringLiteral("mounts")].toArray());
+    for (const auto &dead : deadMounts())
+        mounts += dead;
     const QJsonArray messages = known[QStringLiteral("messages")].toArray();
     if (!isJson) {
         printStatus(mounts, messages, invocation.console);
