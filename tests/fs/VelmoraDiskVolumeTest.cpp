@@ -105,9 +105,9 @@ TEST_F(Volume, AnOrdinaryServerTellsNoSizesAndIsNotAskedForThem) {
 
 TEST_F(Volume, WhatCannotBeWritten) {
     server.makeVelmora();
-    for (const char *path : {"/shared/a", "/primary/a", "/root/a", "/locked/a", "/plain/a"})
+    for (const char *path : {"/share/a", "/primary/a", "/root/a", "/locked/a", "/plain/a"})
         server.addFile(path, "x");
-    folderType("/shared/a", "share");
+    folderType("/share/a", "share");
     folderType("/primary", "primary");
     folderType("/root", "root");
     server.setWritableAnswer("/locked", "false");
@@ -118,9 +118,9 @@ TEST_F(Volume, WhatCannotBeWritten) {
         bool parentEntry;
         bool refused;
     } cases[] = {
-        {"/shared/a", true, true, true},  // a share itself
-        {"/root/a", true, true, false},   // an item known by itself isn't judged by its folder
-        {"/root/b", false, true, true},   // what isn't there yet is
+        {"/share/a", true, true, true},  // a share itself
+        {"/root/a", true, true, false},  // an item known by itself isn't judged by its folder
+        {"/root/b", false, true, true},  // what isn't there yet is
         {"/primary/b", false, true, true},
         {"/locked/b", false, true, true},  // the server denied writing to the folder
         {"/plain/b", false, true, false},
