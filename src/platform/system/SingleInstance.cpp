@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -35,28 +34,18 @@ bool SingleInstance::makeFolder() {
     return isPrivate;
 }
 
-SingleInstance::~SingleInstance() {
-    release();
-}
-
 SingleInstance::Outcome SingleInstance::take() {
     if (!makeFolder())
         return Outcome::Failed;
-    const QByteArray path = QFile::encodeName(folder() + QStringLiteral("/lock"));
-    // The file stays for good: removing it would let two hold locks on two files of one name.
-    lockFile = open(path.constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (lockFile < 0)
-        return Outcome::Failed;
-    if (flock(lockFile, LOCK_EX | LOCK_NB) == 0)
+    lock.emplace(folder() + QStringLiteral("/lock"));
+    const int reason = lock->take(0);
+    if (reason == 0)
         return Outcome::Taken;
-    const int reason = errno;
-    release();
+    lock.reset();
     errno = reason;
-    return reason == EWOULDBLOCK ? Outcome::HeldByAnother : Outcome::Failed;
+    return reason == EBUSY ? Outcome::HeldByAnother : Outcome::Failed;
 }
 
 void SingleInstance::release() {
-    if (lockFile >= 0)
-        close(lockFile);
-    lockFile = -1;
+    lock.reset();
 }

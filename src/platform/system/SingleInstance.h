@@ -1,6 +1,10 @@
 #pragma once
 
+#include <optional>
+
 #include <QString>
+
+#include "platform/system/FileLock.h"
 
 // One running instance a user. Whoever holds the lock of the folder below is it, until it ends,
 // however it ends; the socket beside the lock is where the others find it.
@@ -9,11 +13,6 @@
 // share the home, and with it the local store that only one instance may own.
 class SingleInstance {
   public:
-    SingleInstance() = default;
-    ~SingleInstance();
-    SingleInstance(const SingleInstance &) = delete;
-    SingleInstance &operator=(const SingleInstance &) = delete;
-
     static QString folder();
     // Makes the folder, or makes it this user's alone; false with errno, EPERM for one of somebody
     // else's.
@@ -26,5 +25,5 @@ class SingleInstance {
     void release();
 
   private:
-    int lockFile = -1;
+    std::optional<FileLock> lock;
 };
