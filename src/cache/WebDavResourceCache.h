@@ -31,6 +31,12 @@ class WebDavResourceCache {
     int failure = 0;
     qint32 file_node = -1;      // descriptor of the open local copy, -1 without one
     bool streamActive = false;  // a local copy is in use
+    // Open handles of the path, and those of them that may write.
+    int handles = 0;
+    int writers = 0;
+    // The path is somebody else's by now: it was removed, replaced, or its upload was given up. The
+    // handles that are still open have this record to themselves, and nothing of it is uploaded.
+    bool detached = false;
     // Child name to itself, decomposed; unset while the listing is unknown, which an empty one
     // isn't.
     std::optional<QMap<QString, QString>> children;

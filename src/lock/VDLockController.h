@@ -31,7 +31,7 @@ struct LockTiming {
 // record, and when it is next renewed. A thread of its own renews them before the server's limit;
 // where the server refuses, it drops the lock, tells the user, and isLock() answers false.
 //
-// Paths are decomposed (NFD). Which opens may share a file is the server's decision, not this
+// Paths come in any canonical form, the tables have them decomposed (NFD). Which opens may share a file is the server's decision, not this
 // table's. One slow request blocks all operations but uploadStart() and uploadEnd().
 class VDLockController {
   public:
@@ -57,6 +57,18 @@ class VDLockController {
     bool lockMeOnly(const QString &path) const;
     // Null where the path isn't locked.
     std::shared_ptr<LockDiscovery> getDiscovery(const QString &path) const;
+    // The locks held at the path and below it, for a request that moves or removes all of that.
+    QList<std::shared_ptr<LockDiscovery>> locksAtOrBelow(const QString &path) const;
+    // The item was moved on the server, with all that is in it. Locks don't move along, so each is
+    // taken at its new place; the counts stay. One that isn't to be had there is dropped.
+    void renameFrom(const QString &from, const QString &to);
+    // Takes a held lock again that the server has forgotten; the count stays. False where somebody
+    // else has it now, or on any other failure.
+    bool retake(const QString &path);
+    // Releases the locks at the path and below it, whatever their counts.
+    void releaseAtOrBelow(const QString &path);
+    // The same without a request: the items went, and their locks with them.
+    void forgetAtOrBelow(const QString &path);
     // A path being uploaded isn't renewed.
     void uploadStart(const QString &path);
     void uploadEnd(const QString &path);

@@ -143,6 +143,9 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     bool fileCopyFrom(const QString &from, const QString &to, bool overWrite,
                       const std::shared_ptr<LockDiscovery> &lock, ErrorOut error);
     bool fileDelete(const QString &path, ErrorOut error);
+    // With the locks that the caller holds on what goes; the vendor's server isn't told of them.
+    bool fileDelete(const QString &path, const QList<std::shared_ptr<LockDiscovery>> &locks,
+                    ErrorOut error);
     bool fileMakeDirectory(const QString &path, ErrorOut error);
     CommandPtr putProperty(const QString &path, const QString &propName, const QString &propValue,
                            const QString &nameSpace, ErrorOut error);
