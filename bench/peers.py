@@ -1,5 +1,6 @@
 """Mounts to measure side by side: this program and rclone, each fresh, over the same server."""
 import contextlib
+import glob
 import os
 import shutil
 import subprocess
@@ -9,12 +10,15 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
-PROGRAM = os.path.join(ROOT, "build/release/apps/velmoradisk")
+PROGRAM = os.environ.get("VELMORADISK") or os.path.join(ROOT, "build/release/apps/velmoradisk")
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 from dav_servers import end_with_parent  # noqa: E402
 
 
 def build():
+    """Builds what is measured, unless VELMORADISK names a program to measure."""
+    if "VELMORADISK" in os.environ:
+        return
     for command in (["scripts/setup", "all"], ["cmake", "--preset", "release"],
                     ["cmake", "--build", "--preset", "release", "--target", "velmoradisk"]):
         subprocess.run(command, cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
@@ -68,9 +72,18 @@ class Ours:
                     return int(line.split()[1]) / 1024
         raise RuntimeError("no VmHWM")
 
+    def cpu_seconds(self):
+        """What its threads have used so far, to the nanosecond."""
+        total = 0
+        for path in glob.glob(f"/proc/{self.process.pid}/task/*/schedstat"):
+            with open(path) as schedstat:
+                total += int(schedstat.read().split()[0])
+        return total / 1e9
+
 
 class RcloneMount:
     name = "rclone"
+    options = ("--vfs-cache-mode", "full")
 
     def __init__(self, url, folder):
         self.point = os.path.join(folder, "rclone")
@@ -81,7 +94,7 @@ class RcloneMount:
         os.makedirs(self.point, exist_ok=True)
         self.process = subprocess.Popen(
             ["rclone", "mount", ":webdav:", self.point, "--webdav-url", self.url, "--webdav-vendor", "other",
-             "--vfs-cache-mode", "full", "--dir-cache-time", "3s", "--cache-dir", self.cache],
+             "--dir-cache-time", "3s", "--cache-dir", self.cache, *self.options],
             env=dict(os.environ, RCLONE_CONFIG="/dev/null"), preexec_fn=end_with_parent,
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         await_mount(self.point)
@@ -94,4 +107,31 @@ class RcloneMount:
         shutil.rmtree(self.cache, ignore_errors=True)
 
 
-PEERS = (Ours, RcloneMount)
+class Davfs:
+    """davfs2, which only root may mount; OSError where that fails."""
+    name = "davfs2"
+
+    def __init__(self, url, folder):
+        self.point = os.path.join(folder, "davfs")
+        self.folder = folder
+        self.url = url
+
+    def __enter__(self):
+        os.mkdir(self.point)
+        cache = os.path.join(self.folder, "davfs-cache")
+        os.mkdir(cache)
+        # It serves as a user of its own.
+        os.chmod(self.folder, 0o755)
+        os.chmod(cache, 0o777)
+        conf = os.path.join(self.folder, "davfs2.conf")
+        with open(conf, "w") as file:
+            file.write(f"ask_auth 0\ncache_dir {cache}\ndelay_upload 0\n")
+        mounting = subprocess.run(["mount.davfs", self.url, self.point, "-o", f"conf={conf}"], text=True,
+                                  stdin=subprocess.DEVNULL, capture_output=True, check=False)
+        if mounting.returncode:
+            raise OSError(" ".join(mounting.stderr.split()) or f"mount.davfs ended with {mounting.returncode}")
+        await_mount(self.point)
+        return self
+
+    def __exit__(self, *_):
+        subprocess.run(["umount", self.point], check=False, capture_output=True)
