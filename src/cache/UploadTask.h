@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include <QMap>
 #include <QString>
 
 // An upload running in the background for one item, as the caches see it.
@@ -17,4 +18,6 @@ class UploadTask {
     virtual void setDestPath(const QString &path) = 0;
     // Holds back the final move while the item itself is being moved.
     virtual void setMoveLock(bool hold) = 0;
+    // Header fields to set the item's dates by once it is there; later ones add to earlier ones.
+    virtual void setSettingAttributes(const QMap<QString, QString> &headers) = 0;
 };

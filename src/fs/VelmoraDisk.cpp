@@ -2,15 +2,19 @@
 
 #include "fs/VelmoraDisk.h"
 
+#include <QDir>
+
 #include "cache/AccessControler.h"
 #include "cache/CacheController.h"
 #include "cache/FileSystemInfoCache.h"
 #include "cache/MetaDataCache.h"
 #include "cache/VirtualStoreControler.h"
+#include "common/Text.h"
 #include "common/VDCommonUtils.h"
 #include "lock/VDLockController.h"
 #include "platform/system/FavoritesList.h"
 #include "platform/ui/UserInterface.h"
+#include "platform/ui/VDModelessMessage.h"
 #include "webdav/VDWebDAVConnect.h"
 
 VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
@@ -24,9 +28,8 @@ VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
       sysInfoCache(std::make_unique<FileSystemInfoCache>()),
       accessCol(std::make_unique<AccessControler>()),
       lockCtr(std::make_shared<VDLockController>(DAVConnection, mountPath, connectionName)),
-      cacheCtr(std::make_unique<CacheController>(
-          // Beside the store, wherever that had to go: two mounts never share a file.
-          DAVConnection, virtualStoreCtl->storePath() + QStringLiteral(".VelmoraDiskcache"))),
+      cacheCtr(
+          std::make_unique<CacheController>(DAVConnection, virtualStoreCtl->contentCachePath())),
       currentMountPath(mountPath) {
     cacheCtr->setMetadataCache(metaDataCache);
 }
@@ -76,6 +79,7 @@ void VelmoraDisk::didMount() {
     const QString path = mountPath();
     VDCommonUtils::postToMainThread([path] { UserInterface::current().openFolder(path); });
     unsubscribe(&mountSubscription);
+    tellSavedCopies();
     if (const auto favorites = FavoritesList::current()) {
         const QString item = favorites->insertItem(connectionName, path);
         const std::lock_guard lock(mountMutex);
@@ -111,6 +115,18 @@ void VelmoraDisk::disposeMount() {
     lockCtr->dispose();
     cacheCtr->disposeCache();
     virtualStoreCtl->removeStore();
+    tellSavedCopies();
+}
+
+void VelmoraDisk::tellSavedCopies() {
+    const QString place = mountPath();
+    const QList<SavedCopy> copies = virtualStoreCtl->takeSavedCopies();
+    for (const SavedCopy &copy : copies) {
+        const QString path =
+            QDir::cleanPath(place + copy.path).normalized(QString::NormalizationForm_C);
+        VDModelessMessage::ShowMessageModeless(localizedText("VelmoraDisk_8", path, copy.savedAs),
+                                               QStringLiteral("Velmora Disk"), connectionName);
+    }
 }
 
 void VelmoraDisk::removeSidebarEntry() {

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include <QHash>
+#include <QMap>
 #include <QSet>
 #include <QString>
 
@@ -21,6 +22,7 @@ class VDLockController;
 class VDWebDAVConnect;
 class VirtualStoreControler;
 struct ListingTypes;
+struct UploadFailure;
 struct WebDavResource;
 
 // The volume of one mount: answers every file-system call from the caches where it can, and by
@@ -68,12 +70,37 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
                         ErrorOut error) override;
     int readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer, size_t size,
                        qint64 offset, ErrorOut error) override;
+    bool createFileAtPath(const QString &path, const AttributeMap &attributes, int flags,
+                          HandlePtr *userData, ErrorOut error) override;
+    int writeFileAtPath(const QString &path, const HandlePtr &userData, const char *buffer,
+                        size_t size, qint64 offset, ErrorOut error) override;
+    bool synchronizeFileAtPath(const QString &path, const HandlePtr &userData,
+                               ErrorOut error) override;
+    // Sends what was written, and waits for the server. Can't fail towards its caller: the user is
+    // told, and what the server didn't take is kept in the user's home.
     void releaseFileAtPath(const QString &path, const HandlePtr &userData) override;
+
+    // Changes of the tree and of attributes.
+    bool createDirectoryAtPath(const QString &path, const AttributeMap &attributes,
+                               ErrorOut error) override;
+    bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error) override;
+    bool exchangeDataOfItemAtPath(const QString &path, const QString &withItemAtPath,
+                                  ErrorOut error) override;
+    bool removeDirectoryAtPath(const QString &path, ErrorOut error) override;
+    bool removeItemAtPath(const QString &path, ErrorOut error) override;
+    bool setAttributes(const AttributeMap &attributes, const QString &ofItemAtPath,
+                       const HandlePtr &userData, ErrorOut error) override;
+    // What a move or a removal means to the caches alone. With an item, it is a name in both
+    // folders.
+    void moveSubItemAtPath(const QString &item, const QString &fromParent, const QString &toParent);
+    void removeSubItemAtPath(const QString &path);
 
   private:
     using EntryPtr = std::shared_ptr<WebDavResourceCache>;
 
     void disposeMount();
+    // Tells the user of the unsent copies that the local store was left with.
+    void tellSavedCopies();
     void removeSidebarEntry();
     void unsubscribe(int *subscription);
 
@@ -81,7 +108,10 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     std::shared_ptr<WebDavResource> resourceFromServer(const QString &path);
     // A new entry with such a record, entered in the metadata cache.
     EntryPtr entryFromServer(const QString &path);
-    EntryPtr entryForHandle(const QString &path, const UserData &handle) const;
+    // 0, or the errno for the caller; the handle then counts on the server's lock.
+    int lockForWriting(const QString &path, WebDavResourceCache &entry, UserData &handle);
+    void addHandle(const QString &path, const EntryPtr &entry,
+                   const std::shared_ptr<UserData> &handle, HandlePtr *userData);
     // Asks the server again for an open file's record; false where that failed.
     bool refreshEntry(const QString &path, const EntryPtr &entry);
     // Enters the entry in the metadata cache unless it is there already.
@@ -107,6 +137,41 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
                                      size_t size, qint64 offset, ErrorOut error);
     int readServerFile(const QString &path, const EntryPtr &entry, char *buffer, size_t size,
                        qint64 offset, ErrorOut error);
+
+    // The local copy. Errors are errno values, 0 on success; the caller holds the entry's syncObj.
+    int prepareWriting(const QString &path, const EntryPtr &entry, const UserData &handle);
+    int startLocalFile(const QString &path, const EntryPtr &entry);
+    int fillFromServer(const QString &path, const EntryPtr &entry, int node);
+    int copyVersion(const QString &path, const WebDavResource &resource, int node);
+    void noteLocalFile(const QString &path, const EntryPtr &entry);
+
+    // Release, for its kinds of handles.
+    void releaseReader(const QString &path, const EntryPtr &entry, UserData &handle);
+    // False where the upload failed.
+    bool releaseWriter(const QString &path, const EntryPtr &entry, UserData &handle);
+    bool upload(const QString &path, WebDavResourceCache &entry, const UserData &handle,
+                UploadFailure *failure);
+    bool retakeLock(const QString &path, WebDavResourceCache &entry, const UserData &handle);
+    bool isQuotaFull();
+    bool takeFreshRecord(const QString &path, WebDavResourceCache &entry);
+    void giveUpUpload(const QString &path, const EntryPtr &entry, const UserData &handle,
+                      const UploadFailure &failure);
+    void rescue(const QString &path, int node);
+
+    // Changes of the tree.
+    bool mapFailure(const std::optional<Error> &failure, const QMap<int, int> &codes, int otherwise,
+                    ErrorOut error);
+    bool isEmptyOnServer(const QString &folder, ErrorOut error);
+    // Before an item goes that is open: its handles keep the content.
+    void keepContent(const QString &path, const EntryPtr &entry);
+    // After it went: its handles have the entry to themselves.
+    void detach(const QString &path, const EntryPtr &entry);
+    bool removeOnServer(const QString &path, ErrorOut error);
+    void moveLocalItem(const QString &from, const QString &to);
+    bool truncate(const QString &path, UserData &handle, qint64 size, bool *result, ErrorOut error);
+    bool sendDates(const QString &path, const QMap<QString, QString> &headers, ErrorOut error);
+    void enterInListing(const QString &path, bool isFolder);
+    void leaveListing(const QString &path);
 
     const std::weak_ptr<MountOwner> startupmenu;
     const std::shared_ptr<MetaDataCache> metaDataCache;

@@ -123,10 +123,14 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
         setError(error, Error::errorWithPOSIXCode(*refusal));
         return nullptr;
     }
+    const EntryPtr own =
+        userData ? std::static_pointer_cast<UserData>(userData)->webDavResouceCache : nullptr;
+    if (own && own->detached)
+        return own->webDavResource()->fileInfomation();
     Ticket ticket(*accessCol, path);
     EntryPtr entry = metaDataCache->getMetaData(path);
-    if (!entry && userData)
-        entry = std::static_pointer_cast<UserData>(userData)->webDavResouceCache;
+    if (!entry)
+        entry = own;
 
     const auto fail = [&](int posix) {
         ticket.giveBack();
@@ -219,6 +223,22 @@ void VelmoraDisk::leaveParent(const QString &path) {
         return;
     if (const EntryPtr parent = metaDataCache->getMetaData(VDCommonUtils::getParentName(path)))
         parent->removeChild(VDCommonUtils::lastPathComponent(path));
+}
+
+void VelmoraDisk::enterInListing(const QString &path, bool isFolder) {
+    const QString key = cacheKey(path);
+    if (VDCommonUtils::getParentName(key) == lastListing.folder)
+        lastListing.isFolder.insert(VDCommonUtils::lastPathComponent(key), isFolder);
+}
+
+void VelmoraDisk::leaveListing(const QString &path) {
+    const QString key = cacheKey(path);
+    if (!atOrBelow({lastListing.folder}, key).isEmpty())
+        lastListing = {};
+    if (VDCommonUtils::getParentName(key) != lastListing.folder)
+        return;
+    lastListing.isFolder.remove(VDCommonUtils::lastPathComponent(key));
+    lastListing.unasked.remove(VDCommonUtils::lastPathComponent(key));
 }
 
 bool VelmoraDisk::isWordFile(const QString &path) {

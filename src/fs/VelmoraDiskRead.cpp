@@ -9,15 +9,18 @@
 #include "cache/FileIdentifier.h"
 #include "cache/MetaDataCache.h"
 #include "cache/VirtualStoreControler.h"
+#include "fs/ServerVersion.h"
 #include "fs/VelmoraDisk.h"
 #include "model/WebDavResource.h"
 
 namespace {
 
-// How often a read starts over because the server's file changed under it.
-constexpr int kVersionAttempts = 3;
-// A failure that came sooner than this is worth a second try; a time-out isn't waited for twice.
-constexpr qint64 kQuickFailureMs = 5000;
+int failRead(int posix, ErrorOut error) {
+    setError(error, Error::errorWithPOSIXCode(posix));
+    return -1;
+}
+
+}  // namespace
 
 FileIdentifier identifierOf(const WebDavResource &resource) {
     FileIdentifier identifier = FileIdentifier::Enpty();
@@ -30,23 +33,19 @@ FileIdentifier identifierOf(const WebDavResource &resource) {
     return identifier;
 }
 
-int failRead(int posix, ErrorOut error) {
-    setError(error, Error::errorWithPOSIXCode(posix));
-    return -1;
-}
-
-}  // namespace
-
 int VelmoraDisk::readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer,
                                 size_t size, qint64 offset, ErrorOut error) {
     if (!userData)
         return failRead(EIO, error);
     const auto handle = std::static_pointer_cast<UserData>(userData);
-    const EntryPtr entry = entryForHandle(path, *handle);
+    const EntryPtr entry = handle->webDavResouceCache;
     if (handle->opentype != 1 && handle->opentype != 3 && handle->opentype != 7)
         return failRead(EACCES, error);
     if (const auto count = readLocalFile(path, *entry, buffer, size, offset, error))
         return *count;
+    // By that path another file would be read.
+    if (entry->detached)
+        return failRead(EIO, error);
     return readServerFile(path, entry, buffer, size, offset, error);
 }
 

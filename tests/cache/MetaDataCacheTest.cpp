@@ -17,6 +17,7 @@ class FakeUpload : public UploadTask {
     bool isCanceled() const override { return !cancels.isEmpty(); }
     void setDestPath(const QString &path) override { calls << "dest " + path; }
     void setMoveLock(bool hold) override { calls << (hold ? "hold" : "free"); }
+    void setSettingAttributes(const QMap<QString, QString> &) override {}
 };
 
 Record record(const std::shared_ptr<UploadTask> &upload = nullptr) {
