@@ -29,6 +29,12 @@ void WebDavResourceCache::setWebDavResource(const std::shared_ptr<WebDavResource
     if (newResource && resource)
         keepExtendAttrs(*resource, *newResource);
     resource.swap(previous);
+    since = std::chrono::steady_clock::now();
+}
+
+std::chrono::steady_clock::duration WebDavResourceCache::age() const {
+    const std::lock_guard lock(fieldMutex);
+    return std::chrono::steady_clock::now() - since;
 }
 
 std::shared_ptr<UploadTask> WebDavResourceCache::uploadThread() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -45,6 +46,8 @@ class WebDavResourceCache {
     std::shared_ptr<WebDavResource> webDavResource() const;
     // The extended attributes of the present resource survive in the new one and win over its own.
     void setWebDavResource(const std::shared_ptr<WebDavResource> &resource);
+    // Since when the present resource, or its absence, stands.
+    std::chrono::steady_clock::duration age() const;
 
     std::shared_ptr<UploadTask> uploadThread() const;
     // Cancels the present upload, if it is another one; the item it was sending stays.
@@ -57,7 +60,8 @@ class WebDavResourceCache {
     void removeChild(const QString &name);
 
   private:
-    mutable std::mutex fieldMutex;  // guards resource and upload; nothing is taken inside it
+    mutable std::mutex fieldMutex;  // guards the three below; nothing is taken inside it
     std::shared_ptr<WebDavResource> resource;
+    std::chrono::steady_clock::time_point since = std::chrono::steady_clock::now();
     std::shared_ptr<UploadTask> upload;
 };

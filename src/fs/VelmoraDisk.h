@@ -112,8 +112,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     int lockForWriting(const QString &path, WebDavResourceCache &entry, UserData &handle);
     void addHandle(const QString &path, const EntryPtr &entry,
                    const std::shared_ptr<UserData> &handle, HandlePtr *userData);
-    // Asks the server again for an open file's record; false where that failed.
-    bool refreshEntry(const QString &path, const EntryPtr &entry);
+    // Asks the server again for an open file's record. 0 or an errno.
+    int refreshEntry(const QString &path, const EntryPtr &entry);
     // Enters the entry in the metadata cache unless it is there already.
     void keepEntry(const QString &path, const EntryPtr &entry);
     // The errno that a failed question leaves on its entry; 0 for one that reads as missing.

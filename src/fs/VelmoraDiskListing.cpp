@@ -46,6 +46,9 @@ AttributeFailure attributeFailure(const Error &error, const std::function<bool()
     }
 }
 
+// As long as the cache keeps a record that nobody holds.
+constexpr std::chrono::duration<double> kRecordLife(MetaDataCache::kMetaDataValidTime);
+
 constexpr int kNotFound = 6;
 constexpr int kBadRequest = 18;
 
@@ -174,6 +177,11 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
         entry->place = 1;
         entry->failure = 0;
     }
+
+    // An open file keeps its record in the cache, but what other clients do to it must show.
+    if (entry->handles > 0 && entry->writers == 0 && !entry->streamActive &&
+        entry->age() > kRecordLife)
+        refreshEntry(path, entry);
 
     keepEntry(path, entry);
     const auto resource = entry->webDavResource();

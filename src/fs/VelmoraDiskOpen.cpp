@@ -28,6 +28,9 @@ bool isNameTooLong(const QString &path) {
 
 constexpr int32_t kOpenTypeOfMode[] = {1, 2, 3, 0};  // by the low two bits of the mode
 
+// For so long an item that the server didn't have is taken for missing without another question.
+constexpr std::chrono::milliseconds kSureAbsence(500);
+
 // The local copy must be readable to be sent and writable for other handles, whatever mode the
 // program gives the file.
 constexpr mode_t kOwnRights = 0600;
@@ -70,9 +73,9 @@ bool VelmoraDisk::openFileAtPath(const QString &path, int mode, HandlePtr *userD
         // Before the lock somebody else may have written: what is about to be changed is what the
         // server has now.
         const bool needsNews = !isFresh && !entry->streamActive && !(mode & O_TRUNC);
-        if (needsNews && !refreshEntry(path, entry)) {
+        if (const int code = needsNews ? refreshEntry(path, entry) : 0) {
             lockCtr->unlock(path, nullptr);
-            return fail(EIO);
+            return fail(code);
         }
     }
     if (const auto resource = entry->webDavResource()) {
@@ -134,6 +137,7 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
     const auto running = entry->uploadThread();
     if ((entry->place & WebDavResourceCache::kOnServer) || (running && !running->isCanceled()))
         return fail(EEXIST);
+    const bool mayHaveCome = entry->age() > kSureAbsence;
     entry->server_forbidden = false;
     entry->place = WebDavResourceCache::kInLocalStore;
 
@@ -143,6 +147,13 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
     if (!lock) {
         VDCommonUtils::outputLog(failure);
         return fail(failure ? failure->code : EACCES);
+    }
+
+    // Nothing that somebody else made meanwhile is overwritten as if it were new.
+    if (mayHaveCome && !resourceFromServer(path)->error) {
+        lockCtr->unlock(path, nullptr);
+        metaDataCache->removeMetaData(path);
+        return fail(EEXIST);
     }
 
     const mode_t mode = attributes.value(NSFilePosixPermissions).toUInt() & 0xFFFF;

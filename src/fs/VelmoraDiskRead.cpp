@@ -11,6 +11,7 @@
 #include "cache/VirtualStoreControler.h"
 #include "fs/ServerVersion.h"
 #include "fs/VelmoraDisk.h"
+#include "lock/VDLockController.h"
 #include "model/WebDavResource.h"
 
 namespace {
@@ -84,7 +85,7 @@ int VelmoraDisk::readServerFile(const QString &path, const EntryPtr &entry, char
             return count;
         if (count == CacheController::kVersionChanged) {
             ++attempt;
-            if (!refreshEntry(path, entry))
+            if (refreshEntry(path, entry) != 0)
                 break;
             continue;
         }
@@ -100,11 +101,16 @@ int VelmoraDisk::readServerFile(const QString &path, const EntryPtr &entry, char
     return failRead(EIO, error);
 }
 
-bool VelmoraDisk::refreshEntry(const QString &path, const EntryPtr &entry) {
+int VelmoraDisk::refreshEntry(const QString &path, const EntryPtr &entry) {
     const auto resource = resourceFromServer(path);
-    if (resource->error)
-        return false;
+    if (resource->error) {
+        const int failure = failureOf(*resource->error);
+        return failure != 0 ? failure : ENOENT;
+    }
+    const auto previous = entry->webDavResource();
+    if (previous && lockCtr->isLock(path))
+        resource->lockDiscovery = previous->lockDiscovery;
     entry->setWebDavResource(resource);
     metaDataCache->insertMetaData(path, entry);
-    return true;
+    return 0;
 }

@@ -116,10 +116,12 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
                                             parent->webDavResource(), false);
     entry->streamActive = false;
     entry->server_forbidden = false;
-    if (isRecordFresh)
+    if (!isRecordFresh)
+        metaDataCache->removeMetaData(path);
+    else if (isChanged)
         metaDataCache->insertMetaData(path, entry);
     else
-        metaDataCache->removeMetaData(path);
+        keepEntry(path, entry);
     return true;
 }
 

@@ -104,8 +104,8 @@ int VelmoraDisk::fillFromServer(const QString &path, const EntryPtr &entry, int 
         timer.start();
         code = copyVersion(path, *resource, node);
         if (code == CacheController::kVersionChanged) {
-            if (!refreshEntry(path, entry))
-                return EIO;
+            if (const int failure = refreshEntry(path, entry))
+                return failure;
             continue;
         }
         if (code != EIO || timer.elapsed() > kQuickFailureMs)
