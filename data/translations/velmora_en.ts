@@ -650,7 +650,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>It crashed. Mount it again, or “velmoradisk unmount %1” clears it.</translation>
     </message>
     <message id="Cli_Status_Message">
-        <translation>Message: %1</translation>
+        <translation>Message (%1): %2</translation>
     </message>
     <message id="Cli_Status_MountPoint">
         <translation>Mount point</translation>

@@ -650,7 +650,7 @@ velmoradisk コマンド [オプション...]
         <translation>異常終了しました。もう一度マウントするか、「velmoradisk unmount %1」で取り除いてください。</translation>
     </message>
     <message id="Cli_Status_Message">
-        <translation>メッセージ: %1</translation>
+        <translation>メッセージ（%1）: %2</translation>
     </message>
     <message id="Cli_Status_MountPoint">
         <translation>マウントポイント</translation>

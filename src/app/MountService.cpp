@@ -153,7 +153,7 @@ void MountService::submit(const QJsonObject &request, Reply reply) {
 void MountService::dispatch(Job job) {
     const QString command = job.request[QStringLiteral("command")].toString();
     if (command == QStringLiteral("status"))
-        return job.reply(status(job.request[QStringLiteral("acknowledge")].toBool()));
+        return job.reply(status());
     if (isStopping)
         return job.reply(resultOf(false, localizedText("Cli_Stopping")));
     if (command == QStringLiteral("unmount"))
@@ -179,7 +179,7 @@ void MountService::runNextMount() {
     QTimer::singleShot(0, &idleTimer, [this] { runNextMount(); });
 }
 
-QJsonObject MountService::status(bool acknowledge) {
+QJsonObject MountService::status() const {
     QJsonArray mounts;
     for (auto disk = application->pffsList.cbegin(); disk != application->pffsList.cend(); ++disk) {
         const QString mountPoint = disk.value()->mountPath();
@@ -201,8 +201,5 @@ QJsonObject MountService::status(bool acknowledge) {
     QJsonObject result = resultOf(true);
     result[QStringLiteral("process")] = QCoreApplication::applicationPid();
     result[QStringLiteral("mounts")] = mounts;
-    result[QStringLiteral("messages")] = QJsonArray::fromStringList(relay.pendingMessages);
-    if (acknowledge)
-        relay.pendingMessages.clear();
     return result;
 }

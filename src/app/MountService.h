@@ -29,7 +29,7 @@ class ControlServer;
 //            connections marked for it are mounted; "marked" tells how many there are. "mounted"
 //            lists what came up.
 //   unmount  "target" (name or mount point), "force"
-//   status   "acknowledge": the pending messages count as seen
+//   status
 // Each gets one "result" with "ok" and, on failure, perhaps a "message"; alerts and login questions
 // may come before it, each question expecting an "answer". With "stay" an "ended" follows at the
 // mount's end.
@@ -83,7 +83,7 @@ class MountService {
     QString mountPointProblem(const QString &name) const;
     void unmount(const Job &job);
     QString nameOfMount(const QString &target) const;
-    QJsonObject status(bool acknowledge);
+    QJsonObject status() const;
     void mountChanged(const QString &name, GMUserFileSystem::Notification notification,
                       const std::optional<Error> &error);
     void endWaits(const QString &name, const QString &failure);

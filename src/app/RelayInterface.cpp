@@ -2,15 +2,11 @@
 
 #include <QJsonArray>
 
+#include "app/UnseenMessages.h"
 #include "common/Log.h"
 #include "platform/net/RunLoop.h"
 #include "platform/system/ControlChannel.h"
-
-namespace {
-
-constexpr int kPendingLimit = 6;
-
-}  // namespace
+#include "platform/system/DesktopNotification.h"
 
 bool RelayInterface::hasCommand() const {
     return channel && channel->isOpen();
@@ -35,9 +31,10 @@ std::optional<QJsonObject> RelayInterface::ask(QJsonObject question) {
 
 int RelayInterface::runAlert(const Alert &alert) {
     if (!hasCommand()) {
-        if (local && !isCancelled)
+        const bool isQuestion = alert.buttons.size() > 1;
+        if (local && !(isQuestion && isCancelled))
             return local->runAlert(alert);
-        keep(alert);
+        keepMessage(alert);
         return 0;
     }
     const QJsonObject message{
@@ -79,8 +76,9 @@ std::unique_ptr<ProgressPanel> RelayInterface::makeProgressPanel(const QString &
     return local ? local->makeProgressPanel(name) : nullptr;
 }
 
-void RelayInterface::keep(const Alert &alert) {
+void RelayInterface::keepMessage(const Alert &alert) {
     VDLog(alert.text.simplified());
-    if (pendingMessages.size() < kPendingLimit)
-        pendingMessages += alert.text;
+    UnseenMessages::add(alert.text, alert.volume);
+    const bool hasTitle = !alert.title.isEmpty();
+    DesktopNotification::send(hasTitle ? alert.title : QStringLiteral("Velmora Disk"), alert.text);
 }

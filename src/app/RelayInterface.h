@@ -5,7 +5,6 @@
 
 #include <QHash>
 #include <QJsonObject>
-#include <QStringList>
 
 #include "platform/ui/UserInterface.h"
 
@@ -26,10 +25,8 @@ class RelayInterface : public UserInterface {
     // Every question, now and from now on, counts as cancelled.
     void cancelQuestions() { isCancelled = true; }
 
-    // Messages that nobody has seen yet; at most 6, later ones are only logged.
-    QStringList pendingMessages;
-
     int runAlert(const Alert &alert) override;
+    void keepMessage(const Alert &alert) override;
     bool runLogin(LoginQuestion &question) override;
     void openFolder(const QString &path) override;
     std::unique_ptr<ProgressPanel> makeProgressPanel(const QString &name) override;
@@ -37,7 +34,6 @@ class RelayInterface : public UserInterface {
   private:
     bool hasCommand() const;
     std::optional<QJsonObject> ask(QJsonObject question);
-    void keep(const Alert &alert);
 
     UserInterface *const local;
     std::shared_ptr<ControlChannel> channel;

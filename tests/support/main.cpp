@@ -9,7 +9,7 @@ int main(int argc, char **argv) {
     qputenv("HOME", home.path().toUtf8());
     for (const char *name :
          {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR", "http_proxy",
-          "https_proxy", "all_proxy", "no_proxy"})
+          "DBUS_SESSION_BUS_ADDRESS", "https_proxy", "all_proxy", "no_proxy"})
         qunsetenv(name);
     QCoreApplication app(argc, argv);
     testing::InitGoogleTest(&argc, argv);

@@ -6,12 +6,11 @@
 
 namespace RunningMounts {
 
-std::optional<QJsonObject> status(UserInterface &interface, bool acknowledge) {
+std::optional<QJsonObject> status(UserInterface &interface) {
     ServiceClient client(interface);
     if (!client.reachRunning())
         return std::nullopt;
-    return client.request({{QStringLiteral("command"), QStringLiteral("status")},
-                           {QStringLiteral("acknowledge"), acknowledge}});
+    return client.request({{QStringLiteral("command"), QStringLiteral("status")}});
 }
 
 bool isMounted(const QString &name, UserInterface &interface) {

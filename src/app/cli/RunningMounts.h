@@ -11,7 +11,7 @@ class UserInterface;
 namespace RunningMounts {
 
 // The instance's status; nothing where none runs.
-std::optional<QJsonObject> status(UserInterface &interface, bool acknowledge = false);
+std::optional<QJsonObject> status(UserInterface &interface);
 bool isMounted(const QString &name, UserInterface &interface);
 
 }  // namespace RunningMounts

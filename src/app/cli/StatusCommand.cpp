@@ -1,4 +1,4 @@
-// status: what is mounted, and how full it is.
+// status: what is mounted, how full it is, and what was told while nobody was there.
 
 #include <chrono>
 #include <future>
@@ -13,6 +13,7 @@
 #include <QLocale>
 
 #include "app/AppDelegate.h"
+#include "app/UnseenMessages.h"
 #include "app/cli/Command.h"
 #include "app/cli/RunningMounts.h"
 #include "common/Text.h"
@@ -129,32 +130,41 @@ QJsonArray deadMounts() {
     return result;
 }
 
+void printMessage(const QJsonObject &message, Console &console) {
+    const QDateTime when =
+        QDateTime::fromString(message[QStringLiteral("when")].toString(), Qt::ISODate);
+    QStringList about{VDCommonUtils::getStringForShow(when),
+                      message[QStringLiteral("volume")].toString()};
+    about.removeAll(QString());
+    console.print(localizedText("Cli_Status_Message", about.join(QStringLiteral(", ")),
+                                message[QStringLiteral("text")].toString()));
+}
+
 void printStatus(const QJsonArray &mounts, const QJsonArray &messages, Console &console) {
     for (const auto &mount : mounts)
         printMount(mount.toObject(), console);
     if (mounts.isEmpty())
         console.print(localizedText("Cli_Status_Nothing"));
     for (const auto &message : messages)
-        console.print(localizedText("Cli_Status_Message", message.toString()));
+        printMessage(message.toObject(), console);
 }
 
 int status(const Invocation &invocation) {
     const bool isJson = invocation.has("json");
-    const auto told = RunningMounts::status(invocation.interface, !isJson);
+    const auto told = RunningMounts::status(invocation.interface);
     const QJsonObject known = told.value_or(QJsonObject());
     QJsonArray mounts = withSpace(known[QStringLiteral("mounts")].toArray());
     for (const auto &dead : deadMounts())
         mounts += dead;
-    const QJsonArray messages = known[QStringLiteral("messages")].toArray();
     if (!isJson) {
-        printStatus(mounts, messages, invocation.console);
+        printStatus(mounts, UnseenMessages::take(), invocation.console);
         return kDone;
     }
     const QJsonObject document{
         {QStringLiteral("running"), told.has_value()},
         {QStringLiteral("process"), told ? known[QStringLiteral("process")] : QJsonValue()},
         {QStringLiteral("mounts"), mounts},
-        {QStringLiteral("messages"), messages},
+        {QStringLiteral("messages"), UnseenMessages::all()},
     };
     invocation.console.print(
         QString::fromUtf8(QJsonDocument(document).toJson(QJsonDocument::Indented)).trimmed());

@@ -14,6 +14,7 @@ struct Alert {
     QString informativeText;
     // buttons[0] is the default, the one a cancelled or unanswered alert counts as.
     QStringList buttons;
+    QString volume = {};  // the name of the volume it is about; null for none
 };
 
 // What a login form holds. The title is empty for a server's form.
@@ -32,6 +33,8 @@ class UserInterface {
     // Runs the alert until it is answered; the index of the chosen button. 0 where nobody can
     // answer.
     virtual int runAlert(const Alert &alert) = 0;
+    // A message that isn't shown, since too many wait.
+    virtual void keepMessage(const Alert &) {}
     // Shows a login form filled with the question and waits; true with the fields changed when it
     // was accepted, false when it was cancelled or nobody can answer.
     virtual bool runLogin(LoginQuestion &question) = 0;

@@ -7,6 +7,7 @@
 
 #include "common/Log.h"
 #include "common/Text.h"
+#include "common/VDCommonUtils.h"
 #include "platform/ui/MessageShow.h"
 
 namespace {
@@ -17,23 +18,31 @@ constexpr int kMaxPending = 6;
 std::mutex mutex;  // guards pending
 QMap<QString, MessageShow> pending;
 
+bool isRoomFor(const MessageShow &message) {
+    const std::lock_guard lock(mutex);
+    if (pending.size() >= kMaxPending)
+        return false;
+    pending.insert(message.uid, message);
+    return true;
+}
+
 }  // namespace
 
-void VDModelessMessage::ShowMessageModeless(const QString &text, const QString &title) {
+void VDModelessMessage::ShowMessageModeless(const QString &text, const QString &title,
+                                            const QString &volume) {
     const QString shownTitle = title.isNull() ? localizedText("Common_Error_Title") : title;
     MessageShow message;
     message.alert.title = shownTitle;
     message.alert.text = text;
     message.alert.buttons = {QStringLiteral("OK")};
+    message.alert.volume = volume;
     message.uid = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    {
-        const std::lock_guard lock(mutex);
-        if (pending.size() >= kMaxPending)
-            return;
-        pending.insert(message.uid, message);
-    }
+    // The log has what is shown and what isn't.
     VDLog(shownTitle + QStringLiteral(": ") + text.simplified());
-    message.runAlert();
+    if (isRoomFor(message))
+        return message.runAlert();
+    VDCommonUtils::postToMainThread(
+        [alert = message.alert] { UserInterface::current().keepMessage(alert); });
 }
 
 void VDModelessMessage::finishMessage(const QString &uid) {
