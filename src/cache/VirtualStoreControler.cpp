@@ -5,16 +5,30 @@
 #include <thread>
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
+#include <QHash>
 #include <QStringList>
 
 #include "cache/CachePaths.h"
+#include "cache/UnsentFiles.h"
 #include "common/VDCommonUtils.h"
+#include "platform/system/FileLock.h"
+
+struct VirtualStoreControler::TopLock {
+    explicit TopLock(const QString &top) : lock(top + QStringLiteral(".lock")) {}
+    ~TopLock() { lock.removeFile(); }
+
+    FileLock lock;
+};
 
 namespace {
 
-// Guards the list below and every making and removing of a tree: a folder that leads to one must
-// not go while another one is being made in it.
+const QString kTopName = QStringLiteral(".VelmoraDisk_Store");
+constexpr qsizetype kLongestName = 255;  // bytes of a name on a local file system
+
+// Guards the list below, the locks and every making and removing of a tree: a folder that leads to
+// one must not go while another one is being made in it.
 std::mutex storesMutex;
 QStringList rootsInUse;
 
@@ -36,6 +50,19 @@ QString withoutDots(const QString &path) {
     return parts.join(QLatin1Char('/'));
 }
 
+// A decomposed name can be more than twice as long; where that is too long for the local disk, its
+// composed form names the copy.
+QString fittingNames(const QString &path) {
+    if (QFile::encodeName(path).size() <= kLongestName)
+        return path;
+    QStringList names = path.split(QLatin1Char('/'));
+    for (QString &name : names) {
+        if (QFile::encodeName(name).size() > kLongestName)
+            name = name.normalized(QString::NormalizationForm_C);
+    }
+    return names.join(QLatin1Char('/'));
+}
+
 void removeWhatIsAt(const QString &path) {
     const QFileInfo info(path);
     // A link is only unlinked: what it points to isn't ours.
@@ -43,6 +70,36 @@ void removeWhatIsAt(const QString &path) {
         QDir(path).removeRecursively();
     else
         QFile::remove(path);
+}
+
+QString cachePathOf(const QString &tree) {
+    return tree + QStringLiteral(".VelmoraDiskcache");
+}
+
+// What an open file that was removed is called until its last handle goes.
+bool isRemoved(const QString &name) {
+    return name.startsWith(QStringLiteral(".fuse_hidden"));
+}
+
+QStringList unsentBelow(const QString &tree) {
+    QStringList found;
+    if (QFileInfo(tree).isSymLink())
+        return found;
+    QDirIterator files(tree, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        if (UnsentFiles::isMarked(path) && files.fileInfo().size() > 0 &&
+            !isRemoved(files.fileName()))
+            found += path;
+    }
+    return found;
+}
+
+void removeFoldersLeadingTo(const QString &tree) {
+    const QString home = QDir::homePath();
+    QString folder = QFileInfo(tree).path();
+    while (folder.size() > home.size() && QDir().rmdir(folder))
+        folder = QFileInfo(folder).path();
 }
 
 // A full disk or a read-only home isn't cured by another name; those are tried without haste.
@@ -57,45 +114,100 @@ VirtualStoreControler::VirtualStoreControler(const QString &mountPath) {
     QString below = withoutDots(mountPath);
     while (below.endsWith(QLatin1Char('/')))
         below.chop(1);
-    const QString store = QDir::homePath() + QStringLiteral("/.VelmoraDisk_Store");
-    root = store + below;
-    for (int number = 0;; ++number) {
-        if (makeStore())
-            return;
-        root = QStringLiteral("%1_%2%3").arg(store).arg(number).arg(below);
+    removeDeadStores(below);
+    const QString top = QDir::homePath() + QLatin1Char('/') + kTopName;
+    bool isMade = makeStore(top, below);
+    for (int number = 0; !isMade; ++number) {
         pauseBeforeAttempt(number);
+        isMade = makeStore(QStringLiteral("%1_%2").arg(top).arg(number), below);
     }
 }
 
 VirtualStoreControler::~VirtualStoreControler() {
     const std::lock_guard lock(storesMutex);
-    if (holdsRoot)
+    if (topLock)
         rootsInUse.removeOne(root);
+    topLock.reset();
 }
 
-bool VirtualStoreControler::makeStore() {
+// Null while another process has its trees there: what lies there is alive.
+std::shared_ptr<VirtualStoreControler::TopLock> VirtualStoreControler::lockTop(const QString &top) {
+    static QHash<QString, std::weak_ptr<TopLock>> locks;
+    if (auto held = locks.value(top).lock())
+        return held;
+    auto lock = std::make_shared<TopLock>(top);
+    if (lock->lock.take(0) != 0)
+        return nullptr;
+    locks.insert(top, lock);
+    return lock;
+}
+
+void VirtualStoreControler::removeDeadStores(const QString &below) {
     const std::lock_guard lock(storesMutex);
-    if (touchesOneInUse(root))
+    const QDir home(QDir::homePath());
+    const QStringList names =
+        home.entryList({kTopName, kTopName + QStringLiteral("_*")}, QDir::Dirs | QDir::Hidden);
+    for (const QString &name : names) {
+        const QString top = home.filePath(name);
+        const QString tree = top + below;
+        if (!QFileInfo(tree).isDir() || touchesOneInUse(tree))
+            continue;
+        const auto held = lockTop(top);
+        if (held && saveAndRemove(tree))
+            removeFoldersLeadingTo(tree);
+    }
+}
+
+bool VirtualStoreControler::makeStore(const QString &top, const QString &below) {
+    const std::lock_guard lock(storesMutex);
+    const QString tree = top + below;
+    if (touchesOneInUse(tree))
         return false;
-    removeWhatIsAt(root);
-    if (!makePrivateFolder(root))
+    auto held = lockTop(top);
+    if (!held || !unsentBelow(tree).isEmpty())
         return false;
-    rootsInUse.append(root);
-    holdsRoot = true;
+    removeWhatIsAt(tree);
+    if (!makePrivateFolder(tree))
+        return false;
+    rootsInUse.append(tree);
+    root = tree;
+    topLock = std::move(held);
+    return true;
+}
+
+// False where a copy couldn't be saved, and the tree stays.
+bool VirtualStoreControler::saveAndRemove(const QString &tree) {
+    bool isSafe = true;
+    const QStringList unsent = unsentBelow(tree);
+    for (const QString &copy : unsent) {
+        const auto place = UnsentFiles::saveAtHome(copy, copy);
+        isSafe = isSafe && place;
+        savedCopies += SavedCopy{copy.mid(tree.size()), place.value_or(copy)};
+    }
+    if (!isSafe)
+        return false;
+    removeWhatIsAt(tree);
+    QFile::remove(cachePathOf(tree));
     return true;
 }
 
 void VirtualStoreControler::removeStore() {
     const std::lock_guard lock(storesMutex);
-    if (!holdsRoot)
+    if (!topLock)
         return;
-    holdsRoot = false;
     rootsInUse.removeOne(root);
-    QDir(root).removeRecursively();
-    const QString home = QDir::homePath();
-    QString folder = QFileInfo(root).path();
-    while (folder.size() > home.size() && QDir().rmdir(folder))
-        folder = QFileInfo(folder).path();
+    if (saveAndRemove(root))
+        removeFoldersLeadingTo(root);
+    topLock.reset();
+}
+
+QList<SavedCopy> VirtualStoreControler::takeSavedCopies() {
+    const std::lock_guard lock(storesMutex);
+    return std::exchange(savedCopies, {});
+}
+
+QString VirtualStoreControler::contentCachePath() const {
+    return cachePathOf(root);
 }
 
 QString VirtualStoreControler::getVirtualPath(const QString &path) const {
@@ -106,7 +218,7 @@ QString VirtualStoreControler::getVirtualPath(const QString &path) const {
         rest.chop(1);
     while (rest.startsWith(QLatin1Char('/')))
         rest.remove(0, 1);
-    return root + QLatin1Char('/') + rest;
+    return root + QLatin1Char('/') + fittingNames(rest);
 }
 
 bool VirtualStoreControler::isVirtualPath(const QString &path) const {

@@ -1,15 +1,25 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
 
+#include <QList>
 #include <QSet>
 #include <QString>
 
-// The local folder tree in which files of a mount live while they are created or written.
+// An unsent copy that a store was left with.
+struct SavedCopy {
+    QString path;  // in the mount
+    QString savedAs;
+};
+
+// The local folder tree in which files of a mount live while they are created or written. No unsent
+// copy goes with a tree: it is saved first, and where nothing takes it the tree stays.
 class VirtualStoreControler {
   public:
-    // Empties and makes the tree of this mount, for the user alone; one that lies in or around the
-    // tree of another mount of this process gets another place. Doesn't return before there is one.
+    // Deletes what a crash left of this mount's trees, and makes a new one, for the user alone. One
+    // that lies in or around the tree of another mount of this process, or among those of another
+    // running process, gets another place. Doesn't return before there is one.
     explicit VirtualStoreControler(const QString &mountPath);
     ~VirtualStoreControler();
     VirtualStoreControler(const VirtualStoreControler &) = delete;
@@ -22,16 +32,28 @@ class VirtualStoreControler {
 
     // The root of the tree.
     QString storePath() const { return root; }
+    // Where the mount's content cache lies: beside the tree, so that two mounts never share it.
+    QString contentCachePath() const;
     // Deletes the tree, and the folders above that only led to it.
     void removeStore();
+    // The copies saved since the last call. One that nothing could take is told with its place in
+    // the tree that stays.
+    QList<SavedCopy> takeSavedCopies();
 
     bool enable = false;
     mutable std::mutex syncRoot;  // guards topFolders
     QSet<QString> topFolders;
 
   private:
-    bool makeStore();
+    // This process's hold on one of the home's folders of trees.
+    struct TopLock;
+
+    static std::shared_ptr<TopLock> lockTop(const QString &top);
+    void removeDeadStores(const QString &below);
+    bool makeStore(const QString &top, const QString &below);
+    bool saveAndRemove(const QString &tree);
 
     QString root;
-    bool holdsRoot = false;  // the tree is this object's
+    std::shared_ptr<TopLock> topLock;  // null while the tree isn't this object's
+    QList<SavedCopy> savedCopies;
 };
