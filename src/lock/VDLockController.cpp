@@ -12,7 +12,6 @@
 namespace {
 
 constexpr int kRequestedTimeout = 300;  // seconds
-constexpr std::chrono::seconds kRenewalPeriod(150);
 
 int posixCodeOf(const Error &error) {
     static const QMap<int, int> codes = {
@@ -76,22 +75,24 @@ VDLockController::~VDLockController() {
 std::shared_ptr<LockDiscovery> VDLockController::lock(
     const QString &path, const std::shared_ptr<LockDiscovery> &lockDiscovery, ErrorOut error) {
     const std::lock_guard monitor(syncObj);
-    const std::shared_ptr<LockDiscovery> known = lockDic.value(path);
-    if (const unsigned count = countOf(path); count != 0) {
-        const bool takesGiven = !known || (!known->isLock && lockDiscovery);
+    const QString key = keyOf(path);
+    const LockPtr known = lockDic.value(key);
+    const LockPtr given = usable(lockDiscovery);
+    if (const unsigned count = countOf(key); count != 0) {
+        const bool takesGiven = !known || (!known->isLock && given);
         if (takesGiven)
-            lockDic[path] = lockDiscovery;
-        lockCountMap[path] = count + 1;
-        return lockDic.value(path);
+            lockDic[key] = given;
+        lockCountMap[key] = count + 1;
+        return lockDic.value(key);
     }
 
-    lockCountMap[path] = 1;
-    std::shared_ptr<LockDiscovery> taken;
+    lockCountMap[key] = 1;
+    requestPaths[key] = path;
+    LockPtr taken;
     std::optional<Error> failure;
-    const bool locked =
-        con->fileLock(path, kRequestedTimeout, known ? known : lockDiscovery, &taken, &failure);
+    const bool locked = takeOnServer(path, known ? known : given, &taken, &failure);
     if (!locked && !(failure && failure->isPosix())) {
-        lockCountMap[path] = 0;
+        lockCountMap[key] = 0;
         setError(error, Error::errorWithPOSIXCode(failure ? posixCodeOf(*failure) : EACCES));
         return nullptr;
     }
@@ -99,71 +100,92 @@ std::shared_ptr<LockDiscovery> VDLockController::lock(
     if (known && taken)
         *known = *taken;
     else if (taken)
-        lockDic[path] = taken;
-    nextLockTimeDic[path] = timing.now() + kRenewalPeriod;
-    return lockDic.value(path);
+        lockDic[key] = taken;
+    nextLockTimeDic[key] = timing.now() + kRenewalPeriod;
+    return lockDic.value(key);
+}
+
+QString VDLockController::keyOf(const QString &path) {
+    return path.normalized(QString::NormalizationForm_D);
+}
+
+VDLockController::LockPtr VDLockController::usable(const LockPtr &lock) const {
+    return lock && (con->isVelmora() || con->isOwnLock(*lock)) ? lock : nullptr;
+}
+
+bool VDLockController::takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken,
+                                    ErrorOut error) {
+    return con->fileLock(path, kRequestedTimeout, previous, taken, error);
+}
+
+void VDLockController::releaseOnServer(const QString &key, ErrorOut error) {
+    con->fileUnlock(requestPaths.value(key), lockDic.value(key), error);
+}
+
+void VDLockController::forget(const QString &key) {
+    if (const LockPtr lock = lockDic.take(key))
+        lock->isLock = false;
+    nextLockTimeDic.remove(key);
+    lockCountMap.remove(key);
+    requestPaths.remove(key);
+    const std::lock_guard guard(threadState);
+    nowUploadDic.remove(key);
 }
 
 bool VDLockController::unlock(const QString &path, ErrorOut) {
     const std::lock_guard monitor(syncObj);
-    if (!lockCountMap.contains(path))
+    const QString key = keyOf(path);
+    if (!lockCountMap.contains(key))
         return true;
-    const unsigned count = countOf(path);
+    const unsigned count = countOf(key);
     if (count >= 2) {
-        lockCountMap[path] = count - 1;
+        lockCountMap[key] = count - 1;
         return true;
     }
     if (count == 0) {
-        lockCountMap.remove(path);
-        nextLockTimeDic.remove(path);
+        lockCountMap.remove(key);
+        nextLockTimeDic.remove(key);
+        if (!lockDic.contains(key))
+            requestPaths.remove(key);
         return true;
     }
-    const std::shared_ptr<LockDiscovery> lock = lockDic.value(path);
     std::optional<Error> failure;
-    con->fileUnlock(path, lock, &failure);
+    releaseOnServer(key, &failure);
     if (failure && !endsUnlocking(*failure))
         return false;
-    if (lock)
-        lock->isLock = false;
-    forget(path);
+    forget(key);
     return true;
-}
-
-void VDLockController::forget(const QString &path) {
-    lockDic.remove(path);
-    nextLockTimeDic.remove(path);
-    lockCountMap.remove(path);
-    uploadEnd(path);
 }
 
 bool VDLockController::isLock(const QString &path) const {
     const std::lock_guard monitor(syncObj);
-    return countOf(path) != 0;
+    return countOf(keyOf(path)) != 0;
 }
 
 bool VDLockController::lockMeOnly(const QString &path) const {
     const std::lock_guard monitor(syncObj);
-    return lockCountMap.value(path, 1) == 1;
+    return lockCountMap.value(keyOf(path), 1) == 1;
 }
 
 std::shared_ptr<LockDiscovery> VDLockController::getDiscovery(const QString &path) const {
     const std::lock_guard monitor(syncObj);
-    return countOf(path) != 0 ? lockDic.value(path) : nullptr;
+    const QString key = keyOf(path);
+    return countOf(key) != 0 ? lockDic.value(key) : nullptr;
 }
 
 void VDLockController::uploadStart(const QString &path) {
     const std::lock_guard guard(threadState);
-    nowUploadDic.insert(path);
+    nowUploadDic.insert(keyOf(path));
 }
 
 void VDLockController::uploadEnd(const QString &path) {
     const std::lock_guard guard(threadState);
-    nowUploadDic.remove(path);
+    nowUploadDic.remove(keyOf(path));
 }
 
-bool VDLockController::isUploading(const QString &path) const {
+bool VDLockController::isUploading(const QString &key) const {
     const std::lock_guard guard(threadState);
-    return nowUploadDic.contains(path);
+    return nowUploadDic.contains(key);
 }
 
 void VDLockController::dispose() {
@@ -194,64 +216,65 @@ void VDLockController::fileLockThread() {
 }
 
 void VDLockController::renewDueLocks() {
-    QStringList paths;
+    QMap<QString, QString> paths;
     {
         const std::lock_guard monitor(syncObj);
-        paths = lockCountMap.keys();
+        paths = requestPaths;
     }
-    for (const QString &path : std::as_const(paths)) {
-        const std::optional<Error> refusal = renew(path);
+    for (auto it = paths.cbegin(); it != paths.cend(); ++it) {
+        const std::optional<Error> refusal = renew(it.key());
         const char *key = refusal ? renewalMessage(*refusal) : nullptr;
         if (!key)
             continue;
         // Not under the monitor: the main thread may be waiting for that, and shows the message.
         VDCommonUtils::showAlert({.title = localizedText("Common_Error_Title"),
-                                  .text = localizedText(key, mountPoint, path, connectName),
+                                  .text = localizedText(key, mountPoint, it.value(), connectName),
                                   .informativeText = {},
                                   .buttons = {localizedText("Common_Button_OK")}});
     }
 }
 
-std::optional<Error> VDLockController::renew(const QString &path) {
+std::optional<Error> VDLockController::renew(const QString &key) {
     const std::lock_guard monitor(syncObj);
-    if (countOf(path) == 0)
+    if (countOf(key) == 0)
         return std::nullopt;
     const Time now = timing.now();
-    Time &next = nextLockTimeDic[path];
+    Time &next = nextLockTimeDic[key];
     if (next == Time::zero())
         next = now + kRenewalPeriod;
     if (next > now)
         return std::nullopt;
-    if (isUploading(path)) {
+    if (isUploading(key)) {
         next = now + kRenewalPeriod;
         return std::nullopt;
     }
-    std::shared_ptr<LockDiscovery> renewed;
+    LockPtr renewed;
     std::optional<Error> failure;
-    if (con->fileLock(path, kRequestedTimeout, lockDic.value(path), &renewed, &failure)) {
+    if (takeOnServer(requestPaths.value(key), lockDic.value(key), &renewed, &failure)) {
         next = timing.now() + kRenewalPeriod;
         if (renewed)
-            lockDic[path] = renewed;
+            lockDic[key] = renewed;
         return std::nullopt;
     }
     if (!failure)
         return std::nullopt;  // still due, so the next pass tries again
-    con->fileUnlock(path, lockDic.value(path), nullptr);
-    lockDic.remove(path);
-    lockCountMap.remove(path);
+    releaseOnServer(key, nullptr);
+    lockDic.remove(key);
+    lockCountMap.remove(key);
+    requestPaths.remove(key);
     return failure;
 }
 
-// Without the monitor: the tables stay as they are, for whoever still asks.
+// The tables stay as they are, for whoever still asks.
 void VDLockController::releaseAll() {
-    QMap<QString, std::shared_ptr<LockDiscovery>> held;
+    QStringList held;
     {
         const std::lock_guard monitor(syncObj);
-        for (const QString &path : lockCountMap.keys()) {
-            if (const auto lock = lockDic.value(path))
-                held[path] = lock;
-        }
+        held = lockDic.keys();
     }
-    for (auto it = held.cbegin(); it != held.cend(); ++it)
-        con->fileUnlock(it.key(), it.value(), nullptr);
+    for (const QString &key : std::as_const(held)) {
+        const std::lock_guard monitor(syncObj);
+        if (lockCountMap.contains(key))
+            releaseOnServer(key, nullptr);
+    }
 }

@@ -31,8 +31,10 @@ struct LockTiming {
 // record, and when it is next renewed. A thread of its own renews them before the server's limit;
 // where the server refuses, it drops the lock, tells the user, and isLock() answers false.
 //
-// Paths come in any canonical form, the tables have them decomposed (NFD). Which opens may share a file is the server's decision, not this
-// table's. One slow request blocks all operations but uploadStart() and uploadEnd().
+// Paths come in any canonical form: the tables have them decomposed, the requests for a lock as its
+// first holder spelled them, since to a server the two are different items. Which opens may share a
+// file is the server's decision, not this table's. One slow request blocks all operations but
+// uploadStart() and uploadEnd().
 class VDLockController {
   public:
     VDLockController(std::shared_ptr<VDWebDAVConnect> con, const QString &mountPoint,
@@ -77,16 +79,31 @@ class VDLockController {
 
   private:
     using Time = std::chrono::milliseconds;
+    using LockPtr = std::shared_ptr<LockDiscovery>;
+    static constexpr std::chrono::seconds kRenewalPeriod{150};
+
+    static QString keyOf(const QString &path);
 
     void fileLockThread();
     void renewDueLocks();
     // The refusal that a due lock was dropped for.
-    std::optional<Error> renew(const QString &path);
+    std::optional<Error> renew(const QString &key);
     void releaseAll();
     bool isRunning() const;
-    bool isUploading(const QString &path) const;
-    unsigned countOf(const QString &path) const { return lockCountMap.value(path, 0); }
-    void forget(const QString &path);
+    bool isUploading(const QString &key) const;
+    unsigned countOf(const QString &key) const { return lockCountMap.value(key, 0); }
+    // Null for a lock of somebody else, whose token a listing told; the vendor's server sorts that
+    // out itself.
+    LockPtr usable(const LockPtr &lock) const;
+    bool takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken, ErrorOut error);
+    void releaseOnServer(const QString &key, ErrorOut error);
+    void forget(const QString &key);
+    // Keys with a record at the path and below it.
+    QStringList heldAtOrBelow(const QString &path) const;
+    // What presents itself to a LOCK that may find the lock gone. Standard servers forget it, or,
+    // as lighttpd, grant the refresh of one that doesn't exist: there it's always a new one.
+    LockPtr presentable(const LockPtr &lock) const;
+    void moveTo(const QString &key, const QString &newPath);
 
     const std::shared_ptr<VDWebDAVConnect> con;
     const QString mountPoint;
@@ -98,6 +115,7 @@ class VDLockController {
     QMap<QString, std::shared_ptr<LockDiscovery>> lockDic;
     QMap<QString, Time> nextLockTimeDic;
     QMap<QString, unsigned> lockCountMap;  // 0: the last attempt failed
+    QMap<QString, QString> requestPaths;   // as the first holder spelled them
 
     // Guards the following; taken after syncObj, never held for long.
     mutable std::mutex threadState;

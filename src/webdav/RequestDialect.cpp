@@ -60,6 +60,10 @@ QString RequestDialect::ifOfMove(const QList<HeldLock> &locks) const {
     return conditions.join(velmora ? QString() : QStringLiteral(" "));
 }
 
+QString RequestDialect::ifOfDelete(const QList<HeldLock> &locks) const {
+    return velmora ? QString() : ifOfMove(locks);
+}
+
 QString RequestDialect::ifOfCopy(const QUrl &source, const QString &token) const {
     return velmora ? taggedWithoutBlank(source, token) : tagged(source, token);
 }
@@ -95,7 +99,7 @@ QList<int> RequestDialect::successOf(const QList<int> &statuses) const {
 }
 
 bool RequestDialect::isLockGone(int unlockStatus) const {
-    return !velmora && (unlockStatus == 400 || unlockStatus == 409);
+    return !velmora && (unlockStatus == 400 || unlockStatus == 404 || unlockStatus == 409);
 }
 
 void RequestDialect::describeXmlBody(QMap<QString, QString> &headers) const {

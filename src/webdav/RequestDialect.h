@@ -24,8 +24,10 @@ class RequestDialect {
     // "Destination" where the form that the command makes itself won't do.
     void describeDestination(QMap<QString, QString> &headers, const QUrl &destination) const;
 
-    // The values of "If". A move names each held lock with the resource it is on.
+    // The values of "If". A move or a removal names each held lock with the resource it is on; the
+    // vendor's server reads none at a removal.
     QString ifOfMove(const QList<HeldLock> &locks) const;
+    QString ifOfDelete(const QList<HeldLock> &locks) const;
     QString ifOfCopy(const QUrl &source, const QString &token) const;
     QString ifOfPut(const QUrl &mountUrl, const QUrl &item, const QString &token) const;
     QString ifOfPropPatch(const QUrl &item, const QString &token) const;

@@ -174,6 +174,8 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     bool fileUnlock(const QString &path, ErrorOut error);
     bool fileUnlock(const QString &path, const std::shared_ptr<LockDiscovery> &lockDiscovery,
                     ErrorOut error);
+    // Without asking whose lock it is: of one that an earlier process of this user took.
+    bool releaseLock(const HeldLock &lock, ErrorOut error);
     std::shared_ptr<LockDiscovery> getLock(const QString &path, ErrorOut error);
 
     // Downloads and queries.
@@ -231,8 +233,8 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     // What discovery read in the DAV field: class 2. Items of a standard server without it are
     // written without locks; the vendor's server is asked for them anyway.
     bool announcesLocking = true;
-    // Whether this session took the lock. Only the vendor's server is sure to hand out the owner as
-    // it was sent, so elsewhere the tokens that came back tell.
+    // Whether the lock is ours. To the vendor's server that is the owner's name; elsewhere the
+    // tokens tell that this session was given, since another program may have the same login.
     bool isOwnLock(const LockDiscovery &lock) const;
 
     // How the server itself spells the names of its items.
@@ -259,6 +261,11 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
                                   ErrorOut error);
     // Runs a command that changes something, by a table of the vendor's server's statuses.
     Outcome change(ASWDCmd &command, const StatusTable &table, ErrorOut error);
+    // The same for one that is made with held locks in "If". Where a standard server doesn't take
+    // them, lets go of them, empties the list and makes it again.
+    template <typename MakeCommand>
+    Outcome changeUnderLocks(const MakeCommand &makeCommand, const StatusTable &table,
+                             QList<HeldLock> *held, ErrorOut error, int *status = nullptr);
     CommandPtr putPropertiesInternal(const QString &path, const HeaderFields &props,
                                      const QString &nameSpace, const HeaderFields &headers,
                                      bool sendAsCDATA, const std::shared_ptr<LockDiscovery> &lock,
@@ -274,6 +281,8 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
                                                 const LockDiscovery *refreshed, ErrorOut error);
     bool markLocked(const QString &path, const LockDiscovery &lock, qint64 access, qint64 share,
                     ErrorOut error);
+    // Releases the locks, which then aren't own any more; none of the vendor's server.
+    void letGo(QList<HeldLock> *locks);
     bool needsLocks() const { return velmora || announcesLocking; }
 
     CommandPtr propFind(const QUrl &url, int depth, const QString &body, HeaderFields headers,

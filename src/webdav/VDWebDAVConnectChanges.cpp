@@ -12,6 +12,8 @@ namespace {
 using Lock = std::shared_ptr<LockDiscovery>;
 
 constexpr int kSameItem = 2;
+constexpr int kStatusNotFound = 404;
+constexpr int kStatusPreconditionFailed = 412;
 
 // The tables differ on purpose: a copy's default is 12, a delete swaps 500 and 503, a move reads a
 // 401 as any other status. What the user is told depends on it.
@@ -75,12 +77,13 @@ const StatusTable kPropPatchTable = {
     {0, 13, StatusRow::kOutput},
 };
 
-bool hasToken(const Lock &lock) {
-    return lock && !lock->locktoken.isEmpty();
-}
-
 QString overwriteText(bool overWrite) {
     return overWrite ? QStringLiteral("T") : QStringLiteral("F");
+}
+
+void present(const QString &condition, ASWDCmd &command) {
+    if (!condition.isEmpty())
+        command.requestHeader[QStringLiteral("If")] = condition;
 }
 
 QString settingElement(const QString &name, const QString &value, bool sendAsCDATA) {
@@ -142,17 +145,41 @@ bool VDWebDAVConnect::fileMoveFrom(const QString &from, const QString &to, bool 
         setError(error, {kConnectErrorDomain, kSameItem, {}});
         return false;
     }
-    const auto command = std::make_shared<ASWDCmdMove>(itemUrl(from), coninfo);
-    command->destinationURL = itemUrl(to);
-    dialect().describeDestination(command->requestHeader, command->destinationURL);
-    command->requestHeader[QStringLiteral("Overwrite")] = overwriteText(overWrite);
-    const QList<HeldLock> held = heldLocks(locks, command->remoteURL);
-    if (!held.isEmpty())
-        command->requestHeader[QStringLiteral("If")] = dialect().ifOfMove(held);
-    if (change(*command, kMoveTable, error) != Outcome::kSuccess)
+    QList<HeldLock> held = heldLocks(locks, itemUrl(from));
+    const auto outcome = changeUnderLocks(
+        [&] {
+            const auto command = std::make_shared<ASWDCmdMove>(itemUrl(from), coninfo);
+            command->destinationURL = itemUrl(to);
+            dialect().describeDestination(command->requestHeader, command->destinationURL);
+            command->requestHeader[QStringLiteral("Overwrite")] = overwriteText(overWrite);
+            present(dialect().ifOfMove(held), *command);
+            return command;
+        },
+        kMoveTable, &held, error);
+    if (outcome != Outcome::kSuccess)
         return false;
     serverNames.forget(from);
     return true;
+}
+
+// Not every server takes the locks it gave: the Go handler wants a moved item's lock to be on the
+// target as well, lighttpd wants one on the very item of the request. Without its locks the item is
+// open to others for a moment, as it is until it has one at its new place.
+template <typename MakeCommand>
+Outcome VDWebDAVConnect::changeUnderLocks(const MakeCommand &makeCommand, const StatusTable &table,
+                                          QList<HeldLock> *held, ErrorOut error, int *status) {
+    auto command = makeCommand();
+    Outcome outcome = change(*command, table, error);
+    if (answerStatus(*command) == kStatusPreconditionFailed && !velmora && !held->isEmpty()) {
+        letGo(held);
+        if (error)
+            error->reset();
+        command = makeCommand();
+        outcome = change(*command, table, error);
+    }
+    if (status)
+        *status = answerStatus(*command);
+    return outcome;
 }
 
 bool VDWebDAVConnect::fileCopyFrom(const QString &from, const QString &to, bool overWrite,
@@ -170,15 +197,31 @@ bool VDWebDAVConnect::fileCopyFrom(const QString &from, const QString &to, bool 
     command->destinationURL = itemUrl(to);
     dialect().describeDestination(command->requestHeader, command->destinationURL);
     command->requestHeader[QStringLiteral("Overwrite")] = overwriteText(overWrite);
-    if (hasToken(lock))
+    for (const HeldLock &held : heldLocks({lock}, command->remoteURL))
         command->requestHeader[QStringLiteral("If")] =
-            dialect().ifOfCopy(command->remoteURL, lock->locktoken);
+            dialect().ifOfCopy(command->remoteURL, held.token);
     return change(*command, kCopyTable, error) == Outcome::kSuccess;
 }
 
 bool VDWebDAVConnect::fileDelete(const QString &path, ErrorOut error) {
-    const auto command = std::make_shared<ASWDCmdDelete>(itemUrl(path), coninfo);
-    if (change(*command, kDeleteTable, error) != Outcome::kSuccess)
+    return fileDelete(path, {}, error);
+}
+
+bool VDWebDAVConnect::fileDelete(const QString &path, const QList<Lock> &locks, ErrorOut error) {
+    QList<HeldLock> held = heldLocks(locks, itemUrl(path));
+    int status = 0;
+    const auto outcome = changeUnderLocks(
+        [&] {
+            const auto command = std::make_shared<ASWDCmdDelete>(itemUrl(path), coninfo);
+            present(dialect().ifOfDelete(held), *command);
+            return command;
+        },
+        kDeleteTable, &held, error, &status);
+    // Some servers keep the lock of a name without an item, and refuse whoever makes one of that
+    // name.
+    if (outcome == Outcome::kSuccess || status == kStatusNotFound)
+        letGo(&held);
+    if (outcome != Outcome::kSuccess)
         return false;
     serverNames.forget(path);
     return true;
@@ -237,12 +280,16 @@ CommandPtr VDWebDAVConnect::putPropertiesInternal(const QString &path, const Hea
                                                   const HeaderFields &headers, bool sendAsCDATA,
                                                   const Lock &lock, ErrorOut error) {
     const auto command = std::make_shared<ASWDCmdPropPatch>(itemOrFullUrl(path), coninfo);
+    // Without properties it is the fields that matter, which only the vendor's server reads; the
+    // standard wants at least one property.
+    if (props.isEmpty() && !velmora)
+        return command;
     command->requestBody = propertyUpdate(props, nameSpace, sendAsCDATA);
     command->requestHeader = headers;
     dialect().describeXmlBody(command->requestHeader);
-    if (hasToken(lock))
+    for (const HeldLock &held : heldLocks({lock}, command->remoteURL))
         command->requestHeader[QStringLiteral("If")] =
-            dialect().ifOfPropPatch(command->remoteURL, lock->locktoken);
+            dialect().ifOfPropPatch(command->remoteURL, held.token);
     if (change(*command, kPropPatchTable, error) == Outcome::kRefused)
         return nullptr;
     return command;

@@ -64,18 +64,20 @@ QUrl VDWebDAVConnect::itemOrFullUrl(const QString &pathOrUrl) const {
 }
 
 bool VDWebDAVConnect::isOwnLock(const LockDiscovery &lock) const {
-    if (lock.owner == user)
-        return true;
+    if (velmora)
+        return lock.owner == user;
     const std::lock_guard guard(ownTokensMutex);
-    return !velmora && ownTokens.contains(lock.locktoken);
+    return ownTokens.contains(lock.locktoken);
 }
 
 QList<HeldLock> VDWebDAVConnect::heldLocks(const QList<Lock> &locks, const QUrl &item) const {
     const std::lock_guard guard(ownTokensMutex);
     QList<HeldLock> held;
     for (const Lock &lock : locks) {
-        if (lock && !lock->locktoken.isEmpty())
-            held.append({ownTokens.value(lock->locktoken, item), lock->locktoken});
+        if (!lock || lock->locktoken.isEmpty() ||
+            (!velmora && !ownTokens.contains(lock->locktoken)))
+            continue;
+        held.append({ownTokens.value(lock->locktoken, item), lock->locktoken});
     }
     return held;
 }
@@ -91,13 +93,17 @@ bool VDWebDAVConnect::fileLock(const QString &path, int timeout, const Lock &pre
 }
 
 bool VDWebDAVConnect::fileLock(const QString &path, int timeout, bool shared, qint64 lockFileAccess,
-                               qint64 lockFileShare, const Lock &prevLockDiscovery,
-                               Lock *lockDiscovery, ErrorOut error) {
+                               qint64 lockFileShare, const Lock &earlier, Lock *lockDiscovery,
+                               ErrorOut error) {
     if (!needsLocks()) {
         if (lockDiscovery)
             *lockDiscovery = std::make_shared<LockDiscovery>();
         return true;
     }
+    // With the token of somebody else's lock, which a listing told, a standard server would renew
+    // it for us.
+    const bool presents = earlier && (velmora || isOwnLock(*earlier));
+    const Lock prevLockDiscovery = presents ? earlier : nullptr;
     const qint64 share = lockFileShare != kDefaultAccess ? lockFileShare : shared ? 1 : 0;
     const qint64 access = lockFileAccess != kDefaultAccess ? lockFileAccess : shared ? 1 : 3;
     const auto lockAnew = [&](ErrorOut newError) {
@@ -170,6 +176,9 @@ Lock VDWebDAVConnect::lockOfAnswer(const ASWDCmdBase &command, const LockDiscove
     lock->locktoken = token;
     lock->owner = user;
     const std::lock_guard guard(ownTokensMutex);
+    // A new lock of an item means that earlier ones ended.
+    if (!refreshed && lock->lockscope != QLatin1String("shared"))
+        ownTokens.removeIf([&](const auto &held) { return held.value() == command.remoteURL; });
     ownTokens[token] = command.remoteURL;
     return lock;
 }
@@ -217,17 +226,32 @@ bool VDWebDAVConnect::fileUnlock(const QString &path, const Lock &lockDiscovery,
         setError(error, {kConnectErrorDomain, kLockedBySomeoneElse, {}});
         return false;
     }
-    const auto command = std::make_shared<ASWDCmdUnlock>(itemOrFullUrl(path), coninfo);
-    command->lockToken = inBrackets(lock->locktoken);
+    const QList<HeldLock> held = heldLocks({lock}, itemOrFullUrl(path));
+    const HeldLock own = held.value(0, {itemOrFullUrl(path), lock->locktoken});
+    return releaseLock(own, error);
+}
+
+bool VDWebDAVConnect::releaseLock(const HeldLock &lock, ErrorOut error) {
+    const auto command = std::make_shared<ASWDCmdUnlock>(lock.resource, coninfo);
+    command->lockToken = inBrackets(lock.token);
     command->requestHeader[QStringLiteral("Lock-Token")] = command->lockToken;
     const Outcome outcome = change(*command, kUnlockTable, error);
-    if (outcome == Outcome::kRefused && dialect().isLockGone(answerStatus(*command)))
+    const bool gone = outcome == Outcome::kRefused && dialect().isLockGone(answerStatus(*command));
+    if (gone)
         setError(error, {kConnectErrorDomain, kNotFound, {}});
-    if (outcome == Outcome::kSuccess) {
+    if (gone || outcome == Outcome::kSuccess) {
         const std::lock_guard guard(ownTokensMutex);
-        ownTokens.remove(lock->locktoken);
+        ownTokens.remove(lock.token);
     }
     return outcome != Outcome::kNoAnswer;
+}
+
+void VDWebDAVConnect::letGo(QList<HeldLock> *locks) {
+    if (velmora)
+        return;
+    for (const HeldLock &lock : std::as_const(*locks))
+        releaseLock(lock, nullptr);
+    locks->clear();
 }
 
 Lock VDWebDAVConnect::getLock(const QString &path, ErrorOut error) {

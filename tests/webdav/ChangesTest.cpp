@@ -38,7 +38,11 @@ const Form kForms[] = {
          return s.fileMoveFrom("/a", "/b", false, QList{lockWith("t:1"), lockWith("t:2")}, e);
      },
      "MOVE /a\nDestination: /b\nOverwrite: F\nIf: (<t:1>)(<t:2>)\n",
-     "MOVE /a\nDestination: $S/b\nOverwrite: F\nIf: <$S/a> (<t:1>) <$S/a> (<t:2>)\n"},
+     "MOVE /a\nDestination: $S/b\nOverwrite: F\nIf: <$S/a> (<t:1>) <$S/b> (<t:2>)\n"},
+    {"move with somebody else's lock",
+     [](auto &s, ErrorOut e) { return s.fileMoveFrom("/a", "/b", true, lockWith("t:9"), e); },
+     "MOVE /a\nDestination: /b\nOverwrite: T\nIf: (<t:9>)\n",
+     "MOVE /a\nDestination: $S/b\nOverwrite: T\n"},
     {"move with the record of a server without locks",
      [](auto &s, ErrorOut e) {
          return s.fileMoveFrom("/a", "/b", true, std::make_shared<LockDiscovery>(), e);
@@ -52,6 +56,9 @@ const Form kForms[] = {
      "COPY /a\nDestination: /b\nOverwrite: F\n", "COPY /a\nDestination: $S/b\nOverwrite: F\n"},
     {"delete", [](auto &s, ErrorOut e) { return s.fileDelete("/a#?", e); }, "DELETE /a%23%3F\n",
      "DELETE /a%23%3F\n"},
+    {"delete with a lock",
+     [](auto &s, ErrorOut e) { return s.fileDelete("/a", {lockWith("t:1")}, e); }, "DELETE /a\n",
+     "DELETE /a\nIf: <$S/a> (<t:1>)\n"},
     {"make folder", [](auto &s, ErrorOut e) { return s.fileMakeDirectory("/n", e); }, "MKCOL /n\n",
      "MKCOL /n\n"},
     {"set and remove properties, under a lock",
@@ -73,19 +80,31 @@ const Form kForms[] = {
      updateOf("<D:remove><D:prop><Z:a/></D:prop></D:remove>")},
 };
 
-class ChangesTest : public SessionFixture {};
+class ChangesTest : public SessionFixture {
+  protected:
+    // Makes the session believe that it holds the lock.
+    void take(const QString &path, const QByteArray &token) {
+        server.fault(
+            {.method = "LOCK", .status = 200, .headers = {{"Lock-Token", '<' + token + '>'}}});
+        session->fileLock(path, nullptr);
+    }
+};
 
 }  // namespace
 
 TEST_F(ChangesTest, RequestsAreInTheFormOfEachServer) {
     for (const bool velmora : {false, true}) {
         velmora ? connectToVelmora() : connect();
+        take("/a", "t:1");
+        take("/b", "t:2");
+        server.fault({.times = Fault::kAlways, .status = 403});
         for (const Form &form : kForms) {
             form.operation(*session, &failure);
             EXPECT_EQ(wire(server.lastRequest()),
                       (velmora ? form.velmora : form.standard) + form.body)
                 << form.name;
         }
+        server.clearFaults();
     }
 }
 
@@ -131,4 +150,34 @@ TEST_F(ChangesTest, LocksOfBothEndsAreNamedWithTheirItems) {
     // Only the target's lock is in the list.
     EXPECT_TRUE(session->fileMoveFrom("/c", "/b", true, QList{b}, &failure)) << code();
     EXPECT_THAT(wire(server.lastRequest("MOVE")), testing::HasSubstr("\nIf: <$S/b> (<"));
+}
+
+// There are servers that refuse a moved or removed item's locks as it is described, and servers
+// that keep the lock of what is gone.
+TEST_F(ChangesTest, LocksThatTheServerDoesNotTakeAreReleasedFirst) {
+    const std::pair<QByteArray, Operation> rows[] = {
+        {"MOVE",
+         [](auto &s, ErrorOut e) { return s.fileMoveFrom("/a", "/b", true, lockWith("t:1"), e); }},
+        {"DELETE", [](auto &s, ErrorOut e) { return s.fileDelete("/a", {lockWith("t:1")}, e); }},
+    };
+    for (const bool velmora : {false, true}) {
+        velmora ? connectToVelmora() : connect();
+        for (const auto &[method, operation] : rows) {
+            SCOPED_TRACE(method.constData());
+            server.addFile("/a", "x");
+            take("/a", "t:1");
+            server.clearRequests();
+            server.fault({.method = method, .status = 412});
+            EXPECT_EQ(operation(*session, forget()), !velmora);
+            EXPECT_EQ(code(), velmora ? 13 : kNone);
+            QStringList made;
+            for (const RecordedRequest &request : server.requests())
+                made += request.method + (request.has("If") ? " with If" : "");
+            const QString name = QString::fromLatin1(method);
+            if (velmora)
+                EXPECT_EQ(made, QStringList{name + (name == "MOVE" ? " with If" : "")});
+            else
+                EXPECT_EQ(made, QStringList({name + " with If", "UNLOCK", name}));
+        }
+    }
 }

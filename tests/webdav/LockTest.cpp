@@ -106,17 +106,39 @@ TEST_F(LockTest, SomeoneElsesLockStaysTheirs) {
         EXPECT_FALSE(locked);
         EXPECT_EQ(code(), 3);
 
-        // A listing told of the lock, and it is presented as if it were ours.
+        // A listing told of the lock.
         const LockPtr theirs = session->getLock("/a", nullptr);
         ASSERT_TRUE(theirs);
         lockFile("/a", theirs);
         EXPECT_FALSE(locked);
-        EXPECT_EQ(code(), 5);
+        EXPECT_EQ(code(), *version ? 5 : 3);
+        EXPECT_EQ(server.lastRequest("LOCK").has("If"), false) << "at the latest, the second try";
         EXPECT_FALSE(session->fileUnlock("/a", forget()));
         EXPECT_EQ(code(), 5);
         EXPECT_EQ(server.countOf("UNLOCK"), 0);
         EXPECT_EQ(server.lockOwner("/a"), "you");
     }
+}
+
+// Two programs with one login: the owner's name doesn't tell their locks apart.
+TEST_F(LockTest, ALockThatThisSessionDidNotTakeIsSomeoneElsesUnderAnyName) {
+    start();
+    server.lockAs("/a", "me");
+    const LockPtr theirs = session->getLock("/a", nullptr);
+    ASSERT_TRUE(theirs);
+    ASSERT_EQ(theirs->owner, "me");
+    EXPECT_FALSE(session->isOwnLock(*theirs));
+    lockFile("/a", theirs);
+    EXPECT_EQ(code(), 3);
+    EXPECT_FALSE(session->fileDelete("/a", {theirs}, forget()));
+    EXPECT_EQ(code(), 3);
+    EXPECT_FALSE(session->fileMoveFrom("/a", "/b", true, theirs, forget()));
+    EXPECT_EQ(code(), 3);
+    EXPECT_FALSE(session->fileUnlock("/a", theirs, forget()));
+    EXPECT_EQ(code(), 5);
+    for (const RecordedRequest &request : server.requests())
+        EXPECT_FALSE(request.has("If")) << request.method.constData();
+    EXPECT_EQ(server.countOf("UNLOCK"), 0);
 }
 
 TEST_F(LockTest, WithoutALockThereIsNothingToRelease) {
