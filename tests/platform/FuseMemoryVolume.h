@@ -18,13 +18,16 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
   public:
     void addFolder(const QString &path) {
         const std::lock_guard guard(mutex);
-        items[path] = Item{.isFolder = true};
+        items[path] = std::make_shared<Item>(Item{.isFolder = true});
     }
     void addFile(const QString &path, const QByteArray &content,
                  const QDateTime &modified = QDateTime::fromSecsSinceEpoch(1'600'000'000, Qt::UTC),
                  std::optional<uint> mode = {}) {
         const std::lock_guard guard(mutex);
-        items[path] = Item{.content = content, .modified = modified, .mode = mode};
+        ItemPtr &file = items[path];
+        if (!file)
+            file = std::make_shared<Item>();
+        *file = Item{.content = content, .modified = modified, .mode = mode};
     }
     // A name in the root's listing that need not be one.
     void addName(const QString &name) {
@@ -48,7 +51,8 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
         const auto found = items.find(path);
         if (found == items.end())
             return std::nullopt;
-        return QByteArray(found->second.content.constData(), found->second.content.size());
+        const QByteArray &content = found->second->content;
+        return QByteArray(content.constData(), content.size());
     }
 
     std::atomic<bool> tellsFigures = false;
@@ -78,15 +82,16 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
     std::optional<bool> isKnownDirectory(const QString &path) override {
         const std::lock_guard guard(mutex);
         const auto found = items.find(path);
-        return found == items.end() ? std::nullopt : std::optional(found->second.isFolder);
+        return found == items.end() ? std::nullopt : std::optional(found->second->isFolder);
     }
 
-    std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path, const HandlePtr &,
+    std::shared_ptr<AttributeMap> attributesOfItemAtPath(const QString &path,
+                                                         const HandlePtr &userData,
                                                          ErrorOut error) override {
         inAttributes(path);
         const std::lock_guard guard(mutex);
         record("attributes", path);
-        const Item *found = item(path, error);
+        const ItemPtr found = item(path, error, userData);
         if (!found)
             return nullptr;
         auto attributes = std::make_shared<AttributeMap>();
@@ -115,17 +120,18 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
                         ErrorOut error) override {
         const std::lock_guard guard(mutex);
         record("open", path);
-        if (!item(path, error))
+        const ItemPtr found = item(path, error);
+        if (!found)
             return false;
-        *userData = std::make_shared<Handle>(mode);
+        *userData = std::make_shared<Handle>(found, mode & O_ACCMODE);
         return true;
     }
 
-    int readFileAtPath(const QString &path, const HandlePtr &, char *buffer, size_t size,
+    int readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer, size_t size,
                        qint64 offset, ErrorOut error) override {
         const std::lock_guard guard(mutex);
         record("read", path);
-        const Item *found = item(path, error);
+        const ItemPtr found = item(path, error, userData);
         if (!found)
             return -1;
         const auto most = qsizetype(std::min(size, readLimit.load()));
@@ -150,8 +156,11 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
 
         const QByteArray &shown() const { return local ? *local : content; }
     };
+    using ItemPtr = std::shared_ptr<Item>;
     struct Handle : HandleData {
-        explicit Handle(int mode, bool changed = false) : mode(mode), changed(changed) {}
+        explicit Handle(ItemPtr item, int mode, bool changed = false)
+            : item(std::move(item)), mode(mode), changed(changed) {}
+        const ItemPtr item;
         const int mode;
         bool changed;
     };
@@ -161,20 +170,23 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
         recorded.push_back(path.isEmpty() ? operation : operation + u' ' + path);
     }
 
-    Item *item(const QString &path, ErrorOut error) {
+    // That of the handle, if there is one, whatever has become of its path.
+    ItemPtr item(const QString &path, ErrorOut error, const HandlePtr &userData = nullptr) {
         if (const auto failure = failures.find(path); failure != failures.end()) {
             if (*failure)
                 setError(error, **failure);
             return nullptr;
         }
+        if (userData)
+            return std::static_pointer_cast<Handle>(userData)->item;
         const auto found = items.find(path);
         if (found == items.end())
             setError(error, Error::errorWithPOSIXCode(ENOENT));
-        return found == items.end() ? nullptr : &found->second;
+        return found == items.end() ? nullptr : found->second;
     }
 
     mutable std::recursive_mutex mutex;
-    std::map<QString, Item> items{{"/", Item{.isFolder = true}}};
+    std::map<QString, ItemPtr> items{{"/", std::make_shared<Item>(Item{.isFolder = true})}};
 
   private:
     QStringList oddNames;
@@ -187,14 +199,22 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
 // change of size alone doesn't make it worth keeping.
 class FuseWritableVolume : public FuseMemoryVolume {
   public:
+    std::function<void()> beforeCreate = [] {};
+
     bool createFileAtPath(const QString &path, const AttributeMap &attributes, int,
-                          HandlePtr *userData, ErrorOut) override {
+                          HandlePtr *userData, ErrorOut error) override {
+        beforeCreate();
         const std::lock_guard guard(mutex);
         record("create", path);
-        items[path] = Item{.modified = QDateTime::currentDateTimeUtc(),
-                           .mode = attributes.value(NSFilePosixPermissions).toUInt(),
-                           .local = QByteArray()};
-        *userData = std::make_shared<Handle>(O_RDWR, true);
+        if (items.contains(path)) {
+            setError(error, Error::errorWithPOSIXCode(EEXIST));
+            return false;
+        }
+        items[path] =
+            std::make_shared<Item>(Item{.modified = QDateTime::currentDateTimeUtc(),
+                                        .mode = attributes.value(NSFilePosixPermissions).toUInt(),
+                                        .local = QByteArray()});
+        *userData = std::make_shared<Handle>(items[path], O_RDWR, true);
         return true;
     }
 
@@ -202,7 +222,7 @@ class FuseWritableVolume : public FuseMemoryVolume {
                         size_t size, qint64 offset, ErrorOut error) override {
         const std::lock_guard guard(mutex);
         record("write", path);
-        Item *found = item(path, error);
+        const ItemPtr found = item(path, error, userData);
         const auto handle = std::static_pointer_cast<Handle>(userData);
         if (!found || !handle || handle->mode == O_RDONLY) {
             setError(error, Error::errorWithPOSIXCode(EACCES));
@@ -225,10 +245,9 @@ class FuseWritableVolume : public FuseMemoryVolume {
     void releaseFileAtPath(const QString &path, const HandlePtr &userData) override {
         {
             const std::lock_guard guard(mutex);
-            const auto found = items.find(path);
-            if (found != items.end() && std::static_pointer_cast<Handle>(userData)->changed &&
-                found->second.local)
-                found->second.content = *std::exchange(found->second.local, std::nullopt);
+            const auto handle = std::static_pointer_cast<Handle>(userData);
+            if (handle->changed && handle->item->local)
+                handle->item->content = *std::exchange(handle->item->local, std::nullopt);
         }
         FuseMemoryVolume::releaseFileAtPath(path, userData);
     }
@@ -241,10 +260,17 @@ class FuseWritableVolume : public FuseMemoryVolume {
     bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error) override {
         const std::lock_guard guard(mutex);
         removeItemAtPath(toPath, error);
-        std::map<QString, Item> moved;
+        std::map<QString, ItemPtr> moved;
         for (const auto &[other, found] : items)
             moved.emplace(isIn(path, other) ? toPath + other.mid(path.size()) : other, found);
         items = std::move(moved);
+        return true;
+    }
+
+    bool exchangeDataOfItemAtPath(const QString &path, const QString &withItemAtPath,
+                                  ErrorOut) override {
+        const std::lock_guard guard(mutex);
+        std::swap(items[path], items[withItemAtPath]);
         return true;
     }
 
@@ -260,16 +286,20 @@ class FuseWritableVolume : public FuseMemoryVolume {
     bool setAttributes(const AttributeMap &attributes, const QString &path,
                        const HandlePtr &userData, ErrorOut error) override {
         const std::lock_guard guard(mutex);
-        Item *found = item(path, error);
+        if (attributes.contains(NSFileSize))
+            record("resize", path);
+        const ItemPtr found = item(path, error, userData);
         if (!found)
             return false;
         if (attributes.contains(NSFilePosixPermissions))
             found->mode = attributes[NSFilePosixPermissions].toUInt();
         if (attributes.contains(NSFileModificationDate))
             found->modified = attributes[NSFileModificationDate].toDateTime();
-        const auto handle = std::static_pointer_cast<Handle>(userData);
-        if (attributes.contains(NSFileSize) && handle && handle->changed)
-            found->local->resize(attributes[NSFileSize].toLongLong(), '\0');
+        if (attributes.contains(NSFileSize) && userData) {
+            QByteArray bytes = found->shown();
+            bytes.resize(attributes[NSFileSize].toLongLong(), '\0');
+            found->local = bytes;
+        }
         return true;
     }
 

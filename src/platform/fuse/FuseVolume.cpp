@@ -1,6 +1,8 @@
 #include "platform/fuse/FuseVolume.h"
 
 #include <exception>
+#include <sys/uio.h>
+#include <unistd.h>
 #include <utility>
 
 #include <QFile>
@@ -44,17 +46,23 @@ struct Entry<kOperation> {
     }
 };
 
+ssize_t readRequest(int connection, void *buffer, size_t size, void *) {
+    return ::read(connection, buffer, size);
+}
+
 void *initialise(fuse_conn_info *connection, fuse_config *config) {
     return currentVolume()->init(connection, config);
 }
 
-// What stays out: flush, access, fallocate, locks and the like, which the kernel then does by
+// What stays out: flush, access, locks and the like, which the kernel then does by
 // itself or refuses in the way programs expect.
 fuse_operations makeOperations() {
     fuse_operations table{};
     table.init = initialise;
     table.getattr = Entry<&FuseVolume::getattr>::call;
+    table.opendir = Entry<&FuseVolume::opendir>::call;
     table.readdir = Entry<&FuseVolume::readdir>::call;
+    table.releasedir = Entry<&FuseVolume::release>::call;
     table.statfs = Entry<&FuseVolume::statfs>::call;
     table.getxattr = Entry<&FuseVolume::getxattr>::call;
     table.listxattr = Entry<&FuseVolume::listxattr>::call;
@@ -65,6 +73,7 @@ fuse_operations makeOperations() {
     table.read = Entry<&FuseVolume::read>::call;
     table.write = Entry<&FuseVolume::write>::call;
     table.truncate = Entry<&FuseVolume::truncate>::call;
+    table.fallocate = Entry<&FuseVolume::fallocate>::call;
     table.fsync = Entry<&FuseVolume::fsync>::call;
     table.release = Entry<&FuseVolume::release>::call;
     table.mkdir = Entry<&FuseVolume::mkdir>::call;
@@ -92,12 +101,30 @@ const fuse_operations &FuseVolume::operations() {
     return table;
 }
 
+const fuse_custom_io &FuseVolume::connectionIo() {
+    static const fuse_custom_io io = {
+        .writev = [](int connection, iovec *parts, int count, void *) -> ssize_t {
+            if (FuseVolume *volume = currentVolume())
+                volume->nodes.noteAnswer(parts, count);
+            return ::writev(connection, parts, count);
+        },
+        .read = readRequest,
+        .splice_receive = nullptr,
+        .splice_send = nullptr,
+    };
+    return io;
+}
+
 void *FuseVolume::init(fuse_conn_info *connection, fuse_config *config) {
     // A listing with attributes would cost the delegate one request a name.
     connection->want &= ~unsigned(FUSE_CAP_READDIRPLUS | FUSE_CAP_READDIRPLUS_AUTO);
     // Requests are small but for writes; reading them through a pipe costs more than the copy.
     connection->want &= ~unsigned(FUSE_CAP_SPLICE_READ);
 
+    // What is removed while it is open is the delegate's: under libfuse's substitute names others
+    // would see it, and its folder could not be removed. A handle knows its path.
+    config->hard_remove = 1;
+    config->nullpath_ok = 1;
     config->use_ino = 1;
     config->entry_timeout = options.entryTimeout;
     config->negative_timeout = options.negativeTimeout;
@@ -110,25 +137,27 @@ void *FuseVolume::init(fuse_conn_info *connection, fuse_config *config) {
     return this;
 }
 
-const FuseVolume::Handle *FuseVolume::handleOf(const fuse_file_info *info) const {
+const FuseVolume::Item *FuseVolume::handleOf(const fuse_file_info *info) const {
     const auto found = info ? handles.find(info->fh) : handles.end();
     return found == handles.end() ? nullptr : &found->second;
 }
 
 int FuseVolume::itemOf(const char *kernelPath, const fuse_file_info *info, Item *item) const {
-    if (const Handle *handle = handleOf(info)) {
-        *item = {handle->path, handle->data};
+    if (const Item *handle = handleOf(info)) {
+        *item = *handle;
         return 0;
     }
     return kernelPath ? pathFromKernel(kernelPath, &item->path) : EBADF;
 }
 
-void FuseVolume::keepHandle(const QString &path, HandlePtr data, fuse_file_info *info) {
+void FuseVolume::keepHandle(Item item, fuse_file_info *info) {
     info->fh = ++lastHandle;
-    handles.emplace(info->fh, Handle{path, std::move(data)});
+    handles.emplace(info->fh, std::move(item));
 }
 
 void FuseVolume::releaseOpenHandles() {
-    for (const auto &[number, handle] : std::exchange(handles, {}))
-        delegate->releaseFileAtPath(handle.path, handle.data);
+    for (const auto &[number, handle] : std::exchange(handles, {})) {
+        if (!handle.isFolder)
+            delegate->releaseFileAtPath(handle.path, handle.data);
+    }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <fuse.h>
+#include <fuse_lowlevel.h>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -10,6 +11,7 @@
 
 #include "platform/fuse/GMUserFileSystemDelegate.h"
 #include "platform/fuse/MountOptions.h"
+#include "platform/fuse/OpenNodes.h"
 
 // What the kernel's requests become: names in composed form, POSIX semantics where the delegate has
 // none, errors as errno. Everything runs on the host's thread.
@@ -23,15 +25,20 @@ class FuseVolume {
 
     // The operations to register with libfuse; its private data is the volume.
     static const fuse_operations &operations();
+    // How libfuse is to read and write on the connection.
+    static const fuse_custom_io &connectionIo();
 
     // Whether the kernel and this volume have agreed on how to talk: from then on it answers.
     bool isReady() const { return ready; }
+    // To be called with every request before libfuse gets it.
+    void prepare(const fuse_buf &request) { nodes.prepare(request.mem, request.size); }
     // Gives the delegate back every handle whose release never came.
     void releaseOpenHandles();
 
     void *init(fuse_conn_info *connection, fuse_config *config);
 
     int getattr(const char *kernelPath, struct stat *status, fuse_file_info *info);
+    int opendir(const char *kernelPath, fuse_file_info *info);
     int readdir(const char *kernelPath, void *buffer, fuse_fill_dir_t fill, off_t offset,
                 fuse_file_info *info, fuse_readdir_flags flags);
     int statfs(const char *kernelPath, struct statvfs *status);
@@ -47,6 +54,8 @@ class FuseVolume {
     int write(const char *kernelPath, const char *buffer, size_t size, off_t offset,
               fuse_file_info *info);
     int truncate(const char *kernelPath, off_t size, fuse_file_info *info);
+    int fallocate(const char *kernelPath, int mode, off_t offset, off_t length,
+                  fuse_file_info *info);
     int fsync(const char *kernelPath, int dataOnly, fuse_file_info *info);
     int release(const char *kernelPath, fuse_file_info *info);
 
@@ -62,27 +71,28 @@ class FuseVolume {
     int utimens(const char *kernelPath, const timespec times[2], fuse_file_info *info);
 
   private:
-    // An open file. Its path follows renames made through the volume.
-    struct Handle {
-        QString path;
-        HandlePtr data;
-    };
+    // What a request is about. Of an open item the path follows renames made through the volume.
     struct Item {
-        QString path;
-        HandlePtr data;
+        QString path = {};
+        HandlePtr data = nullptr;
+        bool isFolder = false;
+        // Removed or replaced while it was open: the path may be another item's by now, and only
+        // the data tells what this one is.
+        bool isOrphan = false;
     };
 
-    // What a request is about: the handle's item if it came with one, else the path's. 0 or an
-    // errno.
+    // The handle's item if the request came with one, else the path's. 0 or an errno.
     int itemOf(const char *kernelPath, const fuse_file_info *info, Item *item) const;
-    const Handle *handleOf(const fuse_file_info *info) const;
-    void keepHandle(const QString &path, HandlePtr data, fuse_file_info *info);
+    const Item *handleOf(const fuse_file_info *info) const;
+    void keepHandle(Item item, fuse_file_info *info);
 
     // 0 or an errno; ENOENT for an item that isn't there, also in a folder that can't be written.
     int attributesOf(const Item &item, std::shared_ptr<AttributeMap> *attributes) const;
-    void fillStatus(const QString &path, const AttributeMap &attributes, struct stat *status) const;
+    void fillStatus(const Item &item, const AttributeMap &attributes, struct stat *status) const;
     bool isUnfit(const QString &folder, const QString &name);
 
+    int writeAt(const Item &item, const char *buffer, size_t size, off_t offset) const;
+    int zero(const Item &item, off_t offset, off_t end) const;
     int openPath(const QString &path, fuse_file_info *info);
     // An open file gets the size, and its release takes it to the server: 0 or an errno.
     int resize(const Item &item, off_t size) const;
@@ -93,14 +103,17 @@ class FuseVolume {
                          const fuse_file_info *info) const;
     int checkEmpty(const QString &folder) const;
     int checkReplaceable(const QString &from, const QString &to, unsigned flags) const;
+    int exchange(const QString &from, const QString &to);
+    void orphanHandles(const QString &path);
     void moveHandles(const QString &from, const QString &to);
 
     const std::shared_ptr<GMUserFileSystemDelegate> delegate;
     const MountOptions options;
     const mode_t defaultMode;
     bool ready = false;
-    std::unordered_map<uint64_t, Handle> handles;
+    std::unordered_map<uint64_t, Item> handles;
     uint64_t lastHandle = 0;
+    OpenNodes nodes;
     // Names left out of a listing, so that each is logged once.
     QSet<QString> unfitPaths;
 };

@@ -56,20 +56,21 @@ int FuseVolume::getattr(const char *kernelPath, struct stat *status, fuse_file_i
     // what it needs to know. To stat(2) it is just missing.
     if (code != 0)
         return code == EROFS ? -ENOENT : -code;
-    fillStatus(item.path, *attributes, status);
+    fillStatus(item, *attributes, status);
     return 0;
 }
 
-void FuseVolume::fillStatus(const QString &path, const AttributeMap &attributes,
+void FuseVolume::fillStatus(const Item &item, const AttributeMap &attributes,
                             struct stat *status) const {
     const bool isFolder = isDirectory(attributes);
     const QVariant permissions = attributes.value(NSFilePosixPermissions);
     const mode_t mode = permissions.isValid() ? permissions.toUInt() & 07777 : defaultMode;
     status->st_mode = (isFolder ? S_IFDIR : S_IFREG) | mode;
-    status->st_ino = inodeNumber(path);
+    // Not the number of a new item of that name: by it programs see that a file was replaced.
+    status->st_ino = item.isOrphan ? ~inodeNumber(item.path) : inodeNumber(item.path);
     // A folder's link count of 1 tells programs that it doesn't count its subfolders; with 2, some
     // would conclude there are none.
-    status->st_nlink = 1;
+    status->st_nlink = item.isOrphan ? 0 : 1;
     status->st_uid = ::getuid();
     status->st_gid = ::getgid();
     status->st_size = isFolder ? 0 : std::max(0LL, attributes.value(NSFileSize).toLongLong());
@@ -94,12 +95,23 @@ bool FuseVolume::isUnfit(const QString &folder, const QString &name) {
     return true;
 }
 
-int FuseVolume::readdir(const char *kernelPath, void *buffer, fuse_fill_dir_t fill, off_t,
-                        fuse_file_info *, fuse_readdir_flags) {
-    constexpr fuse_fill_dir_flags kNoFlags{};
-    QString path;
-    if (const int code = pathFromKernel(kernelPath, &path))
+int FuseVolume::opendir(const char *kernelPath, fuse_file_info *info) {
+    Item folder{.isFolder = true};
+    if (const int code = pathFromKernel(kernelPath, &folder.path))
         return -code;
+    keepHandle(std::move(folder), info);
+    return 0;
+}
+
+int FuseVolume::readdir(const char *kernelPath, void *buffer, fuse_fill_dir_t fill, off_t,
+                        fuse_file_info *info, fuse_readdir_flags) {
+    constexpr fuse_fill_dir_flags kNoFlags{};
+    Item item;
+    if (const int code = itemOf(kernelPath, info, &item))
+        return -code;
+    if (item.isOrphan)
+        return 0;
+    const QString path = item.path;
     std::optional<Error> error;
     const std::optional<QStringList> names = delegate->contentsOfDirectoryAtPath(path, &error);
     if (!names)

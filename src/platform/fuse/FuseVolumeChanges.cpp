@@ -40,7 +40,10 @@ int FuseVolume::mkdir(const char *kernelPath, mode_t mode) {
 
 int FuseVolume::unlink(const char *kernelPath) {
     return changePath(kernelPath, [&](const QString &path, ErrorOut error) {
-        return delegate->removeItemAtPath(path, error);
+        if (!delegate->removeItemAtPath(path, error))
+            return false;
+        orphanHandles(path);
+        return true;
     });
 }
 
@@ -51,7 +54,10 @@ int FuseVolume::rmdir(const char *kernelPath) {
     if (const int code = checkEmpty(path))
         return -code;
     std::optional<Error> error;
-    return delegate->removeDirectoryAtPath(path, &error) ? 0 : -hostErrno(error);
+    if (!delegate->removeDirectoryAtPath(path, &error))
+        return -hostErrno(error);
+    orphanHandles(path);
+    return 0;
 }
 
 // To the delegate, removing or replacing a folder takes all that is in it along. Names that the
@@ -65,7 +71,7 @@ int FuseVolume::checkEmpty(const QString &folder) const {
 }
 
 int FuseVolume::rename(const char *kernelFrom, const char *kernelTo, unsigned flags) {
-    if (flags & ~unsigned(RENAME_NOREPLACE))
+    if (flags != 0 && flags != RENAME_NOREPLACE && flags != RENAME_EXCHANGE)
         return -EINVAL;
     QString from;
     QString to;
@@ -76,18 +82,40 @@ int FuseVolume::rename(const char *kernelFrom, const char *kernelTo, unsigned fl
     // Two spellings of one name.
     if (from == to)
         return flags & RENAME_NOREPLACE ? -EEXIST : 0;
+    if (flags & RENAME_EXCHANGE)
+        return -exchange(from, to);
     if (const int code = checkReplaceable(from, to, flags))
         return -code;
     std::optional<Error> error;
     if (!delegate->moveItemAtPath(from, to, &error))
         return -hostErrno(error);
+    orphanHandles(to);
     moveHandles(from, to);
+    return 0;
+}
+
+// The delegate exchanges files alone.
+int FuseVolume::exchange(const QString &from, const QString &to) {
+    for (const QString &path : {from, to}) {
+        std::shared_ptr<AttributeMap> attributes;
+        if (const int code = attributesOf({.path = path}, &attributes))
+            return code == EROFS ? ENOENT : code;
+        if (isDirectory(*attributes))
+            return EINVAL;
+    }
+    std::optional<Error> error;
+    if (!delegate->exchangeDataOfItemAtPath(from, to, &error))
+        return hostErrno(error);
+    for (auto &[number, handle] : handles) {
+        if (!handle.isOrphan && (handle.path == from || handle.path == to))
+            handle.path = handle.path == from ? to : from;
+    }
     return 0;
 }
 
 int FuseVolume::checkReplaceable(const QString &from, const QString &to, unsigned flags) const {
     std::shared_ptr<AttributeMap> target;
-    const int targetCode = attributesOf({to, nullptr}, &target);
+    const int targetCode = attributesOf({.path = to}, &target);
     if (targetCode == ENOENT || targetCode == EROFS)
         return 0;
     if (targetCode != 0)
@@ -95,7 +123,7 @@ int FuseVolume::checkReplaceable(const QString &from, const QString &to, unsigne
     if (flags & RENAME_NOREPLACE)
         return EEXIST;
     std::shared_ptr<AttributeMap> source;
-    if (const int code = attributesOf({from, nullptr}, &source))
+    if (const int code = attributesOf({.path = from}, &source))
         return code;
     if (isDirectory(*source) && !isDirectory(*target))
         return ENOTDIR;
@@ -104,10 +132,19 @@ int FuseVolume::checkReplaceable(const QString &from, const QString &to, unsigne
     return isDirectory(*target) ? checkEmpty(to) : 0;
 }
 
+void FuseVolume::orphanHandles(const QString &path) {
+    for (auto &[number, handle] : handles) {
+        if (handle.isOrphan || handle.path != path)
+            continue;
+        handle.isOrphan = true;
+        nodes.orphan(number);
+    }
+}
+
 void FuseVolume::moveHandles(const QString &from, const QString &to) {
     const QString below = from + u'/';
     for (auto &[number, handle] : handles) {
-        if (handle.path == from || handle.path.startsWith(below))
+        if (!handle.isOrphan && (handle.path == from || handle.path.startsWith(below)))
             handle.path = to + handle.path.mid(from.size());
     }
 }
@@ -139,11 +176,11 @@ int FuseVolume::chmod(const char *kernelPath, mode_t mode, fuse_file_info *info)
     return changeAttributes(kernelPath, {{NSFilePosixPermissions, mode & 07777}}, info);
 }
 
-// Everything belongs to the mounting user; a server account has no local number.
-int FuseVolume::chown(const char *, uid_t user, gid_t group, fuse_file_info *) {
-    const bool keepsUser = user == uid_t(-1) || user == ::getuid();
-    const bool keepsGroup = group == gid_t(-1) || group == ::getgid();
-    return keepsUser && keepsGroup ? 0 : -EPERM;
+// Everything belongs to the mounting user; a server account has no local number. Refusing would
+// fail programs that keep owners as far as they can, as a copy or an unpacked archive of root's
+// does.
+int FuseVolume::chown(const char *, uid_t, gid_t, fuse_file_info *) {
+    return 0;
 }
 
 int FuseVolume::utimens(const char *kernelPath, const timespec times[2], fuse_file_info *info) {

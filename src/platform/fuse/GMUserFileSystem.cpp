@@ -210,10 +210,10 @@ FusePtr GMUserFileSystem::Impl::establish(const QString &path, const MountOption
     std::unique_ptr<KernelMount> newMount = KernelMount::mountAtPath(path, options.fsname, error);
     if (!newMount)
         return nullptr;
-    // By this name libfuse takes a connection that is already there, and leaves the unmounting to
-    // who made it: it would unmount by path, whatever is mounted there by then.
-    const QByteArray name = "/dev/fd/" + QByteArray::number(newMount->takeConnection());
-    fuse_mount(instance.get(), name.constData());
+    // libfuse takes the connection as it is, and leaves the unmounting to who made it: it would
+    // unmount by path, whatever is mounted there by then.
+    fuse_session_custom_io(fuse_get_session(instance.get()), &FuseVolume::connectionIo(),
+                           newMount->takeConnection());
     const std::lock_guard guard(stateMutex);
     mount = std::move(newMount);
     return instance;
@@ -233,6 +233,7 @@ void GMUserFileSystem::Impl::serve(fuse *instance) {
             continue;
         if (size <= 0)
             break;
+        volume->prepare(request);
         fuse_session_process_buf(session, &request);
         if (announced || !volume->isReady())
             continue;
@@ -277,7 +278,6 @@ void GMUserFileSystem::Impl::end(FusePtr instance, const QString &path) {
     if (wasMounted)
         delegate->willUnmount();
     volume->releaseOpenHandles();
-    // Removes the files that were deleted while they were open.
     instance.reset();
     bool wasStopped = false;
     {

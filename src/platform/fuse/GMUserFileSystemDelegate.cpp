@@ -37,6 +37,12 @@ bool GMUserFileSystemDelegate::moveItemAtPath(const QString &, const QString &, 
     return refuseChange(error);
 }
 
+bool GMUserFileSystemDelegate::exchangeDataOfItemAtPath(const QString &, const QString &,
+                                                        ErrorOut error) {
+    setError(error, Error::errorWithPOSIXCode(ENOTSUP));
+    return false;
+}
+
 bool GMUserFileSystemDelegate::removeItemAtPath(const QString &, ErrorOut error) {
     return refuseChange(error);
 }

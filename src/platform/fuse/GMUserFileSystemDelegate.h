@@ -45,7 +45,8 @@ class GMUserFileSystemDelegate {
                                                                const QString &ofItemAtPath,
                                                                qint64 position, ErrorOut error) = 0;
 
-    // mode: the low two bits of the open flags (O_RDONLY, O_WRONLY, O_RDWR).
+    // mode: the flags of open(2). The low two bits tell what the handle is for. With O_TRUNC the
+    // host sets the size to 0 right after, so the old content need not be at hand.
     virtual bool openFileAtPath(const QString &path, int mode, HandlePtr *userData,
                                 ErrorOut error) = 0;
     // Bytes read, 0 at the end of the file, -1 on failure.
@@ -63,7 +64,12 @@ class GMUserFileSystemDelegate {
                                        ErrorOut error);
     virtual bool createDirectoryAtPath(const QString &path, const AttributeMap &attributes,
                                        ErrorOut error);
+    // A handle of an item that is replaced or removed keeps serving its content until its release:
+    // it comes with the item's last path and its data, and that path may be another item's by then.
     virtual bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error);
+    // Two files change places. ENOTSUP unless overridden.
+    virtual bool exchangeDataOfItemAtPath(const QString &path, const QString &withItemAtPath,
+                                          ErrorOut error);
     virtual bool removeItemAtPath(const QString &path, ErrorOut error);
     virtual bool removeDirectoryAtPath(const QString &path, ErrorOut error);
     virtual bool setAttributes(const AttributeMap &attributes, const QString &ofItemAtPath,

@@ -1,0 +1,66 @@
+#include "platform/fuse/OpenNodes.h"
+
+#include <linux/fuse.h>
+
+namespace {
+
+// What follows the header of a request, or null for one that is too short.
+template <typename Body>
+Body *bodyOf(void *request, size_t size) {
+    if (size < sizeof(fuse_in_header) + sizeof(Body))
+        return nullptr;
+    return reinterpret_cast<Body *>(static_cast<fuse_in_header *>(request) + 1);
+}
+
+}  // namespace
+
+void OpenNodes::prepare(void *request, size_t size) {
+    if (size < sizeof(fuse_in_header))
+        return;
+    const auto *header = static_cast<const fuse_in_header *>(request);
+    operation = header->opcode;
+    node = header->nodeid;
+    if (operation != FUSE_GETATTR && operation != FUSE_SETATTR)
+        return;
+    const uint64_t handle = orphanOf(node);
+    if (handle == 0)
+        return;
+    if (operation == FUSE_GETATTR) {
+        if (auto *body = bodyOf<fuse_getattr_in>(request, size)) {
+            body->getattr_flags |= FUSE_GETATTR_FH;
+            body->fh = handle;
+        }
+        return;
+    }
+    auto *body = bodyOf<fuse_setattr_in>(request, size);
+    if (body && !(body->valid & FATTR_FH)) {
+        body->valid |= FATTR_FH;
+        body->fh = handle;
+    }
+}
+
+// The answer to a create tells the number of the file's node, that to an open only its handle.
+void OpenNodes::noteAnswer(const iovec *parts, int count) {
+    if (count < 2 || (operation != FUSE_CREATE && operation != FUSE_OPEN))
+        return;
+    const char *body = static_cast<const char *>(parts[1].iov_base);
+    if (operation == FUSE_CREATE) {
+        node = reinterpret_cast<const fuse_entry_out *>(body)->nodeid;
+        body += sizeof(fuse_entry_out);
+    }
+    nodes[reinterpret_cast<const fuse_open_out *>(body)->fh] = node;
+}
+
+void OpenNodes::forget(uint64_t handle) {
+    nodes.erase(handle);
+    orphans.erase(handle);
+}
+
+uint64_t OpenNodes::orphanOf(uint64_t wanted) const {
+    for (const uint64_t handle : orphans) {
+        const auto found = nodes.find(handle);
+        if (found != nodes.end() && found->second == wanted)
+            return handle;
+    }
+    return 0;
+}
