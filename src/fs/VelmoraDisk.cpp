@@ -27,7 +27,9 @@ VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
       virtualStoreCtl(std::make_unique<VirtualStoreControler>(mountPath)),
       sysInfoCache(std::make_unique<FileSystemInfoCache>()),
       accessCol(std::make_unique<AccessControler>()),
-      lockCtr(std::make_shared<VDLockController>(DAVConnection, mountPath, connectionName)),
+      lockCtr(std::make_shared<VDLockController>(
+          DAVConnection, mountPath, connectionName, LockTiming::ofThisComputer(),
+          virtualStoreCtl->storePath() + QStringLiteral(".locks"))),
       cacheCtr(
           std::make_unique<CacheController>(DAVConnection, virtualStoreCtl->contentCachePath())),
       currentMountPath(mountPath) {

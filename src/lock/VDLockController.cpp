@@ -51,8 +51,14 @@ LockTiming LockTiming::ofThisComputer() {
 }
 
 VDLockController::VDLockController(std::shared_ptr<VDWebDAVConnect> con, const QString &mountPoint,
-                                   const QString &connectName, const LockTiming &timing)
-    : con(std::move(con)), mountPoint(mountPoint), connectName(connectName), timing(timing) {
+                                   const QString &connectName, const LockTiming &timing,
+                                   const QString &journalFolder)
+    : con(std::move(con)),
+      mountPoint(mountPoint),
+      connectName(connectName),
+      timing(timing),
+      journal(journalFolder),
+      leftLocks(journal.left()) {
     thread = std::thread([this] { fileLockThread(); });
 }
 
@@ -75,6 +81,7 @@ VDLockController::~VDLockController() {
 std::shared_ptr<LockDiscovery> VDLockController::lock(
     const QString &path, const std::shared_ptr<LockDiscovery> &lockDiscovery, ErrorOut error) {
     const std::lock_guard monitor(syncObj);
+    releaseLeft();
     const QString key = keyOf(path);
     const LockPtr known = lockDic.value(key);
     const LockPtr given = usable(lockDiscovery);
@@ -115,7 +122,11 @@ VDLockController::LockPtr VDLockController::usable(const LockPtr &lock) const {
 
 bool VDLockController::takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken,
                                     ErrorOut error) {
-    return con->fileLock(path, kRequestedTimeout, previous, taken, error);
+    if (!con->fileLock(path, kRequestedTimeout, previous, taken, error))
+        return false;
+    if (*taken && (*taken)->isLock)
+        journal.put(keyOf(path), {con->itemUrl(path), (*taken)->locktoken});
+    return true;
 }
 
 void VDLockController::releaseOnServer(const QString &key, ErrorOut error) {
@@ -128,6 +139,7 @@ void VDLockController::forget(const QString &key) {
     nextLockTimeDic.remove(key);
     lockCountMap.remove(key);
     requestPaths.remove(key);
+    journal.remove(key);
     const std::lock_guard guard(threadState);
     nowUploadDic.remove(key);
 }
@@ -202,6 +214,7 @@ bool VDLockController::isRunning() const {
 }
 
 void VDLockController::fileLockThread() {
+    releaseLeft();
     while (isRunning()) {
         renewDueLocks();
         std::unique_lock guard(threadState);
@@ -262,6 +275,7 @@ std::optional<Error> VDLockController::renew(const QString &key) {
     lockDic.remove(key);
     lockCountMap.remove(key);
     requestPaths.remove(key);
+    journal.remove(key);
     return failure;
 }
 
@@ -274,7 +288,30 @@ void VDLockController::releaseAll() {
     }
     for (const QString &key : std::as_const(held)) {
         const std::lock_guard monitor(syncObj);
-        if (lockCountMap.contains(key))
-            releaseOnServer(key, nullptr);
+        if (!lockCountMap.contains(key))
+            continue;
+        std::optional<Error> failure;
+        releaseOnServer(key, &failure);
+        if (!failure || endsUnlocking(*failure))
+            journal.remove(key);
     }
+}
+
+// Before anything is locked, since the same file may be opened again at once.
+void VDLockController::releaseLeft() {
+    const std::lock_guard monitor(syncObj);
+    if (leftLocks.isEmpty())
+        return;
+    const QUrl own = con->itemUrl(QStringLiteral("/"));
+    for (const HeldLock &lock : std::as_const(leftLocks)) {
+        const QUrl &url = lock.resource;
+        // A token is for the server that gave it. Where it is another one now, the lock runs out.
+        if (url.scheme() != own.scheme() || url.authority() != own.authority())
+            continue;
+        std::optional<Error> failure;
+        if (!con->releaseLock(lock, &failure))
+            return;  // for another time
+    }
+    leftLocks.clear();
+    journal.dropLeft();
 }

@@ -13,6 +13,7 @@
 #include <QString>
 
 #include "common/Error.h"
+#include "lock/LockJournal.h"
 
 class RunLoop;
 class VDWebDAVConnect;
@@ -37,9 +38,12 @@ struct LockTiming {
 // uploadStart() and uploadEnd().
 class VDLockController {
   public:
+    // With a folder of its own on disk, a lock that is still held when the process is killed is
+    // released as soon as there is a table for that folder again.
     VDLockController(std::shared_ptr<VDWebDAVConnect> con, const QString &mountPoint,
                      const QString &connectName,
-                     const LockTiming &timing = LockTiming::ofThisComputer());
+                     const LockTiming &timing = LockTiming::ofThisComputer(),
+                     const QString &journalFolder = {});
     // Disposes, and serves this thread's events until every lock is released.
     ~VDLockController();
     VDLockController(const VDLockController &) = delete;
@@ -98,6 +102,8 @@ class VDLockController {
     bool takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken, ErrorOut error);
     void releaseOnServer(const QString &key, ErrorOut error);
     void forget(const QString &key);
+    // Those that dead processes left on this server.
+    void releaseLeft();
     // Keys with a record at the path and below it.
     QStringList heldAtOrBelow(const QString &path) const;
     // What presents itself to a LOCK that may find the lock gone. Standard servers forget it, or,
@@ -116,6 +122,8 @@ class VDLockController {
     QMap<QString, Time> nextLockTimeDic;
     QMap<QString, unsigned> lockCountMap;  // 0: the last attempt failed
     QMap<QString, QString> requestPaths;   // as the first holder spelled them
+    LockJournal journal;
+    QList<HeldLock> leftLocks;  // of dead processes, not released yet
 
     // Guards the following; taken after syncObj, never held for long.
     mutable std::mutex threadState;

@@ -154,6 +154,8 @@ bool VDWebDAVConnect::uploadPartFrom(qint64 from, qint64 to, const QString &loca
     }
     if (velmora)
         describeDates(localpath, headers);
+    else
+        dialect().describeModification(headers, LocalFileDates::of(localpath).modification);
     if (!lockToken.isNull())
         headers[QStringLiteral("If")] = dialect().ifOfPut(mountUrl, url, lockToken);
     command->requestHeader = headers;

@@ -102,6 +102,14 @@ bool RequestDialect::isLockGone(int unlockStatus) const {
     return !velmora && (unlockStatus == 400 || unlockStatus == 404 || unlockStatus == 409);
 }
 
+void RequestDialect::describeModification(QMap<QString, QString> &headers,
+                                          const QDateTime &modified) const {
+    // Nextcloud refuses files from the first day of its calendar.
+    constexpr qint64 kFirstDay = 24 * 60 * 60;
+    if (!velmora && modified.isValid() && modified.toSecsSinceEpoch() > kFirstDay)
+        headers[QStringLiteral("X-OC-Mtime")] = QString::number(modified.toSecsSinceEpoch());
+}
+
 void RequestDialect::describeXmlBody(QMap<QString, QString> &headers) const {
     if (!velmora)
         headers[QStringLiteral("Content-Type")] = QStringLiteral("application/xml; charset=utf-8");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -41,6 +42,9 @@ class RequestDialect {
     QList<int> successOf(const QList<int> &statuses) const;
     // Whether the answer to an UNLOCK means that there is no such lock any more.
     bool isLockGone(int unlockStatus) const;
+    // The date of a file that is sent. No standard has a field for it; several servers read this
+    // one, in seconds, and the others ignore it.
+    void describeModification(QMap<QString, QString> &headers, const QDateTime &modified) const;
     // The fields that a request with an XML body needs besides its own.
     void describeXmlBody(QMap<QString, QString> &headers) const;
 

@@ -167,8 +167,11 @@ CommandPtr VDWebDAVConnect::getItemPropertyInternal(const QString &path,
                                                     const QStringList &propNames,
                                                     const QStringList &nameSpaces,
                                                     const HeaderFields &headers, ErrorOut error) {
-    return propFind(itemUrl(path), 0, namedPropFind(propNames, nameSpaces), headers, kItemReadTable,
-                    error);
+    // The Go handler refuses a question without names, which is meant for its fields alone.
+    const QString body = propNames.isEmpty() && !velmora
+                             ? namedPropFind({QStringLiteral("resourcetype")}, {kDavNamespaceURI})
+                             : namedPropFind(propNames, nameSpaces);
+    return propFind(itemUrl(path), 0, body, headers, kItemReadTable, error);
 }
 
 CommandPtr VDWebDAVConnect::getItemsOfFolderInternal(const QString &path,

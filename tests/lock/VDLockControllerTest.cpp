@@ -2,7 +2,9 @@
 #include <thread>
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QEventLoop>
+#include <QTemporaryDir>
 
 #include "lock/VDLockController.h"
 #include "webdav/SessionFixture.h"
@@ -22,11 +24,28 @@ class VDLockControllerTest : public SessionFixture {
             ++clockReads;
             return std::chrono::milliseconds(clock.load());
         };
-        locks = std::make_unique<VDLockController>(
-            session, "/Volumes/Test", "Test", LockTiming{.now = now, .pauseBetweenPasses = 5ms});
+        timing = {.now = now, .pauseBetweenPasses = 5ms};
+        locks = newTable();
     }
 
-    LockPtr lock() { return locks->lock(kPath, nullptr, forget()); }
+    std::unique_ptr<VDLockController> newTable() {
+        return std::make_unique<VDLockController>(session, "/Volumes/Test", "Test", timing,
+                                                  journalFolder);
+    }
+
+    LockPtr lock(const QString &path = kPath) { return locks->lock(path, nullptr, forget()); }
+
+    void lockAll(const QStringList &paths) {
+        for (const QString &path : paths) {
+            server.addFile(path, "x");
+            ASSERT_TRUE(lock(path)) << path.toStdString();
+        }
+    }
+
+    bool isLockedHereAndThere(const QString &path) const {
+        const LockPtr held = locks->getDiscovery(path);
+        return held && held->isLock && held->locktoken.toLatin1() == server.lockToken(path);
+    }
 
     // Serves the main thread's events, which messages need, until the condition holds.
     static bool waitUntil(const std::function<bool()> &condition) {
@@ -48,8 +67,12 @@ class VDLockControllerTest : public SessionFixture {
 
     std::atomic<qint64> clock{1000};
     std::atomic<int> clockReads{0};
+    LockTiming timing;
+    QString journalFolder;
     std::unique_ptr<VDLockController> locks;
 };
+
+constexpr const char *kBothKinds[] = {"", "4.0"};
 
 }  // namespace
 
@@ -229,4 +252,140 @@ TEST_F(VDLockControllerTest, ThreadsShareTheTable) {
         user.join();
     EXPECT_FALSE(locks->isLock(kPath));
     EXPECT_TRUE(server.lockToken(kPath).isNull());
+}
+
+TEST_F(VDLockControllerTest, ANameIsOneLockInEveryFormAndIsAskedForInTheFirst) {
+    start("");
+    const QString name = QStringLiteral("/caf\u00e9");
+    lockAll({name});
+    EXPECT_TRUE(locks->lock(decomposed(name), nullptr, nullptr));
+    locks->renameFrom(decomposed("/caf\u00e9"), "/th\u00e9");
+    EXPECT_EQ(server.lastRequest("LOCK").target, "/th%C3%A9");
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(locks->unlock(decomposed("/th\u00e9"), nullptr));
+    EXPECT_EQ(server.lastRequest("UNLOCK").target, "/th%C3%A9");
+    EXPECT_FALSE(locks->isLock(composed("/th\u00e9")));
+}
+
+TEST_F(VDLockControllerTest, LocksGoWithTheFolderThatIsMoved) {
+    for (const char *kind : kBothKinds) {
+        SCOPED_TRACE(kind);
+        start(kind);
+        for (const char *folder : {"/d", "/d/e"})
+            server.addFolder(folder);
+        lockAll({"/d/x", "/d/e/x", "/d/e/x", "/d/lost", "/dx"});
+        ASSERT_EQ(locks->locksAtOrBelow("/d").size(), 3);
+        EXPECT_TRUE(session->fileMoveFrom("/d", "/n", true, locks->locksAtOrBelow("/d"), forget()));
+        server.lockAs("/n/lost", "you");
+        locks->renameFrom("/d", "/n");
+
+        EXPECT_TRUE(isLockedHereAndThere("/n/x"));
+        EXPECT_TRUE(isLockedHereAndThere("/n/e/x"));
+        EXPECT_FALSE(locks->isLock("/n/lost"));
+        EXPECT_TRUE(isLockedHereAndThere("/dx"));
+        EXPECT_EQ(locks->locksAtOrBelow("/d").size(), 0);
+        EXPECT_TRUE(locks->unlock("/n/e/x", nullptr));
+        EXPECT_TRUE(isLockedHereAndThere("/n/e/x")) << "it has a second holder";
+        EXPECT_TRUE(locks->unlock("/n/e/x", nullptr));
+        EXPECT_TRUE(server.lockToken("/n/e/x").isNull());
+        locks.reset();
+        EXPECT_TRUE(server.lockToken("/n/x").isNull());
+        server.dropLock("/n/lost");
+    }
+}
+
+TEST_F(VDLockControllerTest, OnALockedItemTheHoldersOfBothAreOne) {
+    start("");
+    lockAll({"/from", "/from", "/to"});
+    const auto both = locks->locksAtOrBelow("/from") + locks->locksAtOrBelow("/to");
+    EXPECT_TRUE(session->fileMoveFrom("/from", "/to", true, both, forget()));
+    locks->renameFrom("/from", "/to");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(locks->isLock("/to"));
+        EXPECT_TRUE(locks->unlock("/to", nullptr));
+    }
+    EXPECT_FALSE(locks->isLock("/to"));
+    EXPECT_TRUE(server.lockToken("/to").isNull());
+}
+
+TEST_F(VDLockControllerTest, AForgottenLockIsTakenAgainUnlessSomebodyElseHasIt) {
+    for (const char *kind : kBothKinds) {
+        SCOPED_TRACE(kind);
+        start(kind);
+        server.dropLock(kPath);
+        lock();
+        lock();
+        server.dropLock(kPath);
+        EXPECT_TRUE(locks->retake(kPath));
+        EXPECT_TRUE(isLockedHereAndThere(kPath));
+        EXPECT_TRUE(locks->unlock(kPath, nullptr));
+        EXPECT_TRUE(locks->isLock(kPath));
+
+        server.dropLock(kPath);
+        server.lockAs(kPath, "you");
+        EXPECT_FALSE(locks->retake(kPath));
+        EXPECT_FALSE(locks->retake("/never"));
+        locks.reset();
+        EXPECT_EQ(server.lockOwner(kPath), "you");
+    }
+}
+
+TEST_F(VDLockControllerTest, AWholeTreeIsReleasedOrForgotten) {
+    start("");
+    for (const bool forgets : {false, true}) {
+        server.addFolder("/d");
+        lockAll({"/d/x", "/d/x", "/d/y", "/dx"});
+        server.clearRequests();
+        forgets ? locks->forgetAtOrBelow("/d") : locks->releaseAtOrBelow("/d");
+        EXPECT_EQ(server.countOf("UNLOCK"), forgets ? 0 : 2);
+        EXPECT_EQ(server.lockToken("/d/x").isNull(), !forgets);
+        EXPECT_FALSE(locks->isLock("/d/x") || locks->isLock("/d/y"));
+        EXPECT_TRUE(isLockedHereAndThere("/dx"));
+    }
+}
+
+// A killed process's journal is what it wrote, with nobody who holds the file.
+TEST_F(VDLockControllerTest, WhatAKilledProcessLeftIsReleasedAndTheLivingKeepTheirs) {
+    const QTemporaryDir home;
+    journalFolder = home.filePath("m.locks");
+    start("");
+    const QDir folder(journalFolder);
+    EXPECT_FALSE(folder.exists()) << "no lock, no journal";
+    lockAll({"/a", "/b c", "/gone", "/alive"});
+    locks->unlock("/gone", nullptr);
+    const auto files = [&] { return folder.entryList(QDir::Files); };
+    ASSERT_EQ(files().size(), 1);
+    const QString living = folder.filePath(files().first());
+    const auto ownersOnly =
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+    EXPECT_EQ(QFile::permissions(living), ownersOnly);
+    EXPECT_EQ(QFile::permissions(journalFolder), ownersOnly | QFile::ExeOwner | QFile::ExeUser);
+
+    const QString dead = folder.filePath("dead");
+    ASSERT_TRUE(QFile::copy(living, dead));
+    locks->unlock("/alive", nullptr);
+    QFile file(dead);
+    ASSERT_TRUE(file.open(QIODevice::Append));
+    const QByteArray elsewhere = "http://127.0.0.1:1/a t:elsewhere\n";
+    file.write('+' + elsewhere + "+" + server.url("/torn").toUtf8() + " t:torn");
+    file.close();
+    lock("/alive");
+
+    // A dead network, then one that works.
+    server.fault({.method = "UNLOCK", .times = Fault::kAlways, .close = true});
+    newTable().reset();
+    EXPECT_EQ(files().size(), 2);
+    server.clearFaults();
+    server.clearRequests();
+    auto next = newTable();
+    EXPECT_TRUE(next->lock("/a", nullptr, forget())) << code();
+    EXPECT_EQ(server.countOf("UNLOCK"), 3) << "of /a, /b c, and of /alive by its first token";
+    EXPECT_TRUE(server.lockToken("/b c").isNull());
+    EXPECT_TRUE(isLockedHereAndThere("/alive"));
+    EXPECT_FALSE(files().contains("dead"));
+    EXPECT_EQ(files().size(), 2) << "the table's own and the living one";
+
+    next.reset();
+    locks.reset();
+    EXPECT_FALSE(folder.exists());
 }

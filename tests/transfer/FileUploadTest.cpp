@@ -121,7 +121,7 @@ TEST_F(FileUpload, StatusesAreRead) {
     EXPECT_EQ(text(failure), "VDWebDAVConnectError 0");
 }
 
-TEST_F(FileUpload, DatesOfTheLocalFileGoToTheVendorsServerAlone) {
+TEST_F(FileUpload, DatesOfTheLocalFileGoInTheFieldsOfEachServer) {
     const QDateTime created = QDateTime::fromSecsSinceEpoch(1'500'000'000, Qt::UTC);
     const QDateTime modified = created.addDays(3);
     const QString local = localFile("x");
@@ -135,7 +135,12 @@ TEST_F(FileUpload, DatesOfTheLocalFileGoToTheVendorsServerAlone) {
         };
         expectField("X-KQ-CreationDate", created);
         expectField("X-KQ-LastModified", modified);
+        EXPECT_EQ(server.lastRequest().header("X-OC-Mtime"), kind == Vendor ? "" : "1500259200");
     }
+    LocalFileDates{created, QDateTime::fromSecsSinceEpoch(0, Qt::UTC)}.applyTo(local);
+    start(Standard);
+    ASSERT_TRUE(session->fileUpload(local, "/f", {}, forget()));
+    EXPECT_FALSE(server.lastRequest().has("X-OC-Mtime")) << "a date that some refuse";
 }
 
 TEST_F(FileUpload, CancelledCommandSendsNothing) {

@@ -152,6 +152,17 @@ TEST_F(ChangesTest, LocksOfBothEndsAreNamedWithTheirItems) {
     EXPECT_THAT(wire(server.lastRequest("MOVE")), testing::HasSubstr("\nIf: <$S/b> (<"));
 }
 
+// Only the vendor's server reads what such a request is for.
+TEST_F(ChangesTest, APropertyWriteWithoutPropertiesAsksOnlyTheVendorsServer) {
+    for (const bool velmora : {false, true}) {
+        velmora ? connectToVelmora() : connect();
+        server.addFile("/a", "x");
+        EXPECT_TRUE(session->putProperties("/a", {}, kZ, {{"X-KQ-LastModified", "0"}}, forget()));
+        EXPECT_EQ(code(), kNone);
+        EXPECT_EQ(server.countOf("PROPPATCH"), velmora ? 1 : 0);
+    }
+}
+
 // There are servers that refuse a moved or removed item's locks as it is described, and servers
 // that keep the lock of what is gone.
 TEST_F(ChangesTest, LocksThatTheServerDoesNotTakeAreReleasedFirst) {
