@@ -54,6 +54,55 @@ class VolumeFixture : public testing::Test {
         return buffer.isNull() ? QByteArray("") : buffer;
     }
 
+    // As the host does it: it asks for the name first.
+    HandlePtr create(const QString &path) {
+        attributesErrno(path);
+        HandlePtr handle;
+        failure.reset();
+        disk->createFileAtPath(path, {{NSFilePosixPermissions, 0644}}, 0, &handle, &failure);
+        return handle;
+    }
+
+    // The bytes taken, -1 with the error in failure.
+    int write(const QString &path, const HandlePtr &handle, qint64 offset, const QByteArray &data) {
+        failure.reset();
+        return disk->writeFileAtPath(path, handle, data.constData(),
+                                     static_cast<size_t>(data.size()), offset, &failure);
+    }
+
+    void release(const QString &path, const HandlePtr &handle) {
+        disk->releaseFileAtPath(path, handle);
+    }
+
+    // Opens (or creates), writes and closes. The errno of the first step that failed, 0 for none.
+    int put(const QString &path, const QByteArray &data, qint64 offset = 0) {
+        const bool exists = attributesErrno(path) == 0;
+        const HandlePtr handle = exists ? open(path, O_RDWR) : create(path);
+        if (!handle)
+            return code();
+        const bool written = data.isEmpty() || write(path, handle, offset, data) == data.size();
+        const int result = written ? 0 : code();
+        release(path, handle);
+        return result;
+    }
+
+    // The errno of the last call's failure, 0 where it set no error.
+    int code() const { return failure ? failure->code : 0; }
+
+    qint64 sizeOf(const QString &path, const HandlePtr &handle = nullptr) {
+        const auto attributes = disk->attributesOfItemAtPath(path, handle, nullptr);
+        return attributes ? attributes->value(NSFileSize).toLongLong() : -1;
+    }
+
+    // "METHOD /path" of each request since the last call.
+    QStringList asked() {
+        QStringList list;
+        for (const RecordedRequest &request : server.requests())
+            list.append(QString::fromLatin1(request.method) + QLatin1Char(' ') + request.path());
+        server.clearRequests();
+        return list;
+    }
+
     TestServer server;
     std::shared_ptr<VDWebDAVConnect> session;
     std::shared_ptr<VelmoraDisk> disk;

@@ -49,6 +49,8 @@ HttpAnswer DavHandler::dispatch() {
         {"REPORT", [](DavHandler &h) { return h.report(); }},
     };
     const bool locks = request.method == "LOCK" || request.method == "UNLOCK";
+    if (place.node && place.node->lockedName && !locks && request.method != "PUT")
+        place.node = nullptr;
     if (const Operation operation = plain.value(request.method))
         return operation(*this);
     const Operation operation = dav.value(request.method);
@@ -187,8 +189,9 @@ HttpAnswer DavHandler::put() {
         whole.replace(first, request.body.size(), request.body);
         content.data = whole;
     }
-    const bool existed = place.node != nullptr;
+    const bool existed = place.node && !place.node->lockedName;
     const NodePtr node = state.tree.put(place, false, content);
+    node->lockedName = false;
     if (state.velmora)
         setDatesFromHeaders(*node);
     HttpAnswer answer{.status = existed ? 204 : 201};

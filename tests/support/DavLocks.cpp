@@ -193,6 +193,7 @@ HttpAnswer DavHandler::lock() {
             return HttpAnswer::text(423, {}, {});
     } else {
         place.node = state.tree.put(place, false, {});
+        place.node->lockedName = state.velmora;
     }
     DavLock lock{.token = newToken(),
                  .ownerXml = info.ownerXml,
@@ -202,7 +203,7 @@ HttpAnswer DavHandler::lock() {
                  .expires = {}};
     setTimeout(lock, askedTimeout(request));
     place.node->locks.push_back(lock);
-    HttpAnswer answer = HttpAnswer::text(existed ? 200 : 201,
+    HttpAnswer answer = HttpAnswer::text(existed || state.velmora ? 200 : 201,
                                          "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<D:prop "
                                          "xmlns:D=\"DAV:\"><D:lockdiscovery>" +
                                              lockXml(*place.node) + "</D:lockdiscovery></D:prop>",
@@ -221,5 +222,7 @@ HttpAnswer DavHandler::unlock() {
     dropExpired(*place.node);
     const auto removed = std::erase_if(
         place.node->locks, [&token](const DavLock &lock) { return lock.token == token; });
+    if (place.node->lockedName && place.node->locks.empty())
+        state.tree.erase(place);
     return HttpAnswer::text(removed ? 204 : 409, {}, {});
 }

@@ -169,6 +169,8 @@ HttpAnswer DavHandler::propfind() {
         if (!path.endsWith('/'))
             path += '/';
         for (const auto &[key, child] : place.node->children) {
+            if (child->lockedName)
+                continue;
             const QByteArray name =
                 child->hrefName.isNull() ? child->name.toPercentEncoding() : child->hrefName;
             add(hrefOf(path + name, child->folder), *child);

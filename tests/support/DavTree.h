@@ -44,8 +44,9 @@ inline bool operator<(const PropertyName &a, const PropertyName &b) {
 
 struct DavNode {
     bool folder = false;
-    QByteArray name;      // decoded bytes, without "/"
-    QByteArray hrefName;  // the href's component where it isn't the encoded name
+    bool lockedName = false;  // no item yet, only a name that the vendor's server holds locked
+    QByteArray name;          // decoded bytes, without "/"
+    QByteArray hrefName;      // the href's component where it isn't the encoded name
     Content content;
     QDateTime created;
     QDateTime modified;

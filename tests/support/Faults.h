@@ -43,7 +43,11 @@ struct Fault {
     // a shorter one the connection is closed.
     qint64 lengthDelta = 0;
     bool endlessBody = false;  // no Content-Length, and the body never ends
-    Xml xml = Xml::asIs;       // what becomes of an XML body
+    // Closed (by RST with reset) as soon as so many bytes of the request's body arrived. With
+    // process the request takes effect as far as it came, as servers do that write in place.
+    qint64 cutRequestAfter = -1;
+    bool early = false;   // with a status: answered before the request's body is read, then closed
+    Xml xml = Xml::asIs;  // what becomes of an XML body
 };
 
 // The faults set and not yet used up.

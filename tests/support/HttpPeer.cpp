@@ -59,7 +59,15 @@ void HttpPeer::read() {
     while (!busy && !closing) {
         if (!incoming.headDone && !readHead())
             return;
-        if (!readBody())
+        if (fault && fault->early) {
+            busy = true;
+            incoming.close = true;
+            record();
+            send(faultyAnswer());
+            return;
+        }
+        const bool complete = readBody();
+        if (cutsRequest() || !complete)
             return;
         busy = true;
         requestComplete();
@@ -93,7 +101,11 @@ bool HttpPeer::readHead() {
     incoming.bodyLeft = request.header("Content-Length").toLongLong();
     incoming.close = request.header("Connection").toLower().contains("close") ||
                      firstLine.value(2) != "HTTP/1.1";
-    if (request.header("Expect").toLower() == "100-continue")
+    {
+        const std::lock_guard guard(state->mutex);
+        fault = state->faults.take(request.method, request.path());
+    }
+    if (request.header("Expect").toLower() == "100-continue" && !(fault && fault->early))
         socket->write("HTTP/1.1 100 Continue\r\n\r\n");
     return true;
 }
@@ -127,7 +139,20 @@ bool HttpPeer::readChunk() {
     return true;
 }
 
-void HttpPeer::requestComplete() {
+// Whether the fault ends the connection here, within or right after the request's body.
+bool HttpPeer::cutsRequest() {
+    if (!fault || fault->cutRequestAfter < 0 ||
+        incoming.request.body.size() < fault->cutRequestAfter)
+        return false;
+    incoming.request.body.truncate(fault->cutRequestAfter);
+    record();
+    if (fault->process)
+        produceAnswer(false);
+    drop(fault->reset);
+    return true;
+}
+
+void HttpPeer::record() {
     RecordedRequest &request = incoming.request;
     request.bodySize = request.body.size();
     request.time = std::chrono::steady_clock::now();
@@ -140,9 +165,12 @@ void HttpPeer::requestComplete() {
         state->requests.push_back(request);
         if (request.bodySize > kRecordedBody)
             state->requests.back().body.truncate(kRecordedBody);
-        fault = state->faults.take(request.method, request.path());
     }
     state->recorded.notify_all();
+}
+
+void HttpPeer::requestComplete() {
+    record();
     if (fault && fault->delay.count() > 0)
         QTimer::singleShot(fault->delay, this, &HttpPeer::startAnswer);
     else

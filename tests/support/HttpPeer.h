@@ -49,6 +49,8 @@ class HttpPeer : public QObject {
     bool readHead();
     bool readBody();
     bool readChunk();
+    bool cutsRequest();
+    void record();
     void requestComplete();
     void startAnswer();
     HttpAnswer produceAnswer(bool ignoreRange);

@@ -80,13 +80,14 @@ void TestServer::remove(const QString &path) {
 
 bool TestServer::exists(const QString &path) const {
     const std::lock_guard guard(state->mutex);
-    return state->tree.placeOf(path).node != nullptr;
+    const NodePtr node = state->tree.placeOf(path).node;
+    return node && !node->lockedName;
 }
 
 QByteArray TestServer::content(const QString &path) const {
     const std::lock_guard guard(state->mutex);
     const NodePtr node = state->tree.placeOf(path).node;
-    if (!node || node->folder)
+    if (!node || node->folder || node->lockedName)
         return {};
     const QByteArray bytes = node->content.read(0, node->content.size());
     return bytes.isNull() ? QByteArray("") : bytes;

@@ -95,7 +95,7 @@ class TestServer {
     };
     void setDialect(const std::function<void(Dialect &)> &change);
 
-    // The vendor's server.
+    // The vendor's server. A lock on a missing item is answered with 200 and makes none.
     void makeVelmora(const QByteArray &version = "4.0");
     // A header field of every OPTIONS answer, in place of the server's own of that name; with a
     // null value there is none of that name.
