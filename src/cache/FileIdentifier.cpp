@@ -10,7 +10,7 @@ const QDateTime &startOf1970() {
 }  // namespace
 
 FileIdentifier FileIdentifier::Enpty() {
-    return {QString(), -1, startOf1970()};
+    return {QString(), -1, startOf1970(), QString()};
 }
 
 bool FileIdentifier::isEmpty() const {
@@ -22,7 +22,8 @@ bool FileIdentifier::match(const FileIdentifier &other) const {
         return false;
     if (!md5.isEmpty())
         return md5 == other.md5;
-    return size == other.size && modifiedTime == other.modifiedTime;
+    const bool sameTag = etag.isEmpty() || other.etag.isEmpty() || etag == other.etag;
+    return sameTag && size == other.size && modifiedTime == other.modifiedTime;
 }
 
 bool FileIdentifier::hasModifiedTime() const {

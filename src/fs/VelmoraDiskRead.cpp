@@ -31,6 +31,7 @@ FileIdentifier identifierOf(const WebDavResource &resource) {
     }
     identifier.modifiedTime = resource.fileLastModified;
     identifier.size = resource.fileSize;
+    identifier.etag = resource.etag;
     return identifier;
 }
 

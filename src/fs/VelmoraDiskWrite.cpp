@@ -79,6 +79,11 @@ int VelmoraDisk::startLocalFile(const QString &path, const EntryPtr &entry) {
         return errno;
     // A created file has nothing there, unless another handle has sent it meanwhile.
     if (entry->place & WebDavResourceCache::kOnServer) {
+        // What is held of another version may look like this one; reading on would show it too, but
+        // sending it would make it the file.
+        const auto record = entry->webDavResource();
+        if (!record || (record->md5.isEmpty() && record->etag.isEmpty()))
+            cacheCtr->remove(path);
         if (const int code = fillFromServer(path, entry, node)) {
             ::close(node);
             entry->file_node = -1;

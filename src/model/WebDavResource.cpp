@@ -53,22 +53,28 @@ std::shared_ptr<WebDavResource> failedRead(const Error &error) {
     return resource;
 }
 
-QStringList propertyNames() {
-    QStringList names;
-    for (const Property &property : kProperties)
-        names.append(property.name);
-    return names;
-}
+// Where there is no digest it tells versions of one size and second apart.
+const Property kEntityTag{QStringLiteral("getetag"), kDavNamespaceURI};
 
-QStringList propertyNameSpaces() {
+struct Question {
+    QStringList names;
     QStringList nameSpaces;
-    for (const Property &property : kProperties)
+
+    explicit Question(const VDWebDAVConnect &session) {
+        for (const Property &property : kProperties)
+            add(property);
+        if (!session.isVelmora())
+            add(kEntityTag);
+    }
+    void add(const Property &property) {
+        names.append(property.name);
         nameSpaces.append(property.nameSpace);
-    return nameSpaces;
-}
+    }
+};
 
 CommandPtr askProperties(VDWebDAVConnect &session, const QString &path, ErrorOut error) {
-    return session.getItemProperty(path, propertyNames(), propertyNameSpaces(),
+    const Question question(session);
+    return session.getItemProperty(path, question.names, question.nameSpaces,
                                    {{kCheckWritable, QStringLiteral("")}}, error);
 }
 
@@ -114,8 +120,8 @@ std::shared_ptr<WebDavResource> WebDavResource::createWebDAVItem(VDWebDAVConnect
 QHash<QString, std::shared_ptr<WebDavResource>> WebDavResource::createWebDAVItemsOfFolder(
     VDWebDAVConnect &session, const QUrl &serverRoot, const QString &path) {
     QHash<QString, std::shared_ptr<WebDavResource>> resources;
-    const auto items =
-        session.getItemsOfFolder(path, propertyNames(), propertyNameSpaces(), nullptr);
+    const Question question(session);
+    const auto items = session.getItemsOfFolder(path, question.names, question.nameSpaces, nullptr);
     for (auto item = items.begin(); item != items.end(); ++item) {
         // Only a status: the server tells nothing of it here, and would seem to tell of an empty
         // file.

@@ -31,6 +31,7 @@ struct WebDavResource {
     QDateTime fileUploadDate;
     QDateTime fileChangeDate;
     QString md5;
+    QString etag;  // without a weak mark; asked of servers that aren't the vendor's
     QString creationUser;
     QString modificationUser;
     QString fileComment;

@@ -75,6 +75,11 @@ const ReaderTable kCommonReaders{
      [](const ASXMLDomNode &node, Reading &reading) {
          reading.resource.fileSize = std::max<qint64>(longLongValue(node.elementValue), 0);
      }},
+    {QStringLiteral("getetag"),
+     [](const ASXMLDomNode &node, Reading &reading) {
+         const QString &tag = node.elementValue;
+         reading.resource.etag = tag.startsWith(u"W/") ? tag.mid(2) : tag;
+     }},
     {QStringLiteral("md5"),
      [](const ASXMLDomNode &node, Reading &reading) { reading.resource.md5 = node.elementValue; }},
     {QStringLiteral("creationuser"),

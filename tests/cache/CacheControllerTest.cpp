@@ -129,6 +129,8 @@ TEST(FileIdentifier, MatchesByDigestElseBySizeAndTime) {
         {{"", 1, kMonday}, {QString(), 1, kMonday}, true},
         {{"", 1, kMonday}, {"", 2, kMonday}, false},
         {{"", 1, kMonday}, {"", 1, later}, false},
+        {{"", 1, kMonday, "a"}, {"", 1, kMonday, "b"}, false},
+        {{"", 1, kMonday, "a"}, {"", 1, kMonday}, true},
     };
     for (const auto &[one, other, match] : cases)
         EXPECT_EQ(one.match(other), match) << qPrintable(one.printstring() + other.printstring());
