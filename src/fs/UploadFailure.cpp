@@ -76,3 +76,10 @@ bool UploadFailure::deletesEmptyOriginal() const {
     return error->is(kConnectErrorDomain, kRefusedByExtension) ||
            causeOf(*error).deletesEmptyOriginal;
 }
+
+bool UploadFailure::isServersOwnWord() const {
+    static constexpr int kOthers[] = {0, 3, 5};
+    return quotaFull ||
+           (error && std::none_of(std::begin(kOthers), std::end(kOthers),
+                                  [&](int code) { return error->is(kConnectErrorDomain, code); }));
+}

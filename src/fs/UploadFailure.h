@@ -14,4 +14,6 @@ struct UploadFailure {
                     const QString &connectionName) const;
     // Whether a file that was empty before is deleted on the server.
     bool deletesEmptyOriginal() const;
+    // Neither out of reach nor locked by somebody else: asking it again makes sense.
+    bool isServersOwnWord() const;
 };

@@ -156,6 +156,7 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     bool takeFreshRecord(const QString &path, WebDavResourceCache &entry);
     void giveUpUpload(const QString &path, const EntryPtr &entry, const UserData &handle,
                       const UploadFailure &failure);
+    void deleteIfEmpty(const QString &path);
     void rescue(const QString &path, int node);
 
     // Changes of the tree.

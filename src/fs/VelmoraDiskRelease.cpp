@@ -202,14 +202,15 @@ void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const
         lockCtr->releaseAtOrBelow(path);
     else
         lockCtr->unlock(path, &unlockFailure);
-    if (failure.deletesEmptyOriginal() && (entry->place & WebDavResourceCache::kOnServer) &&
-        handle.orgFileSize == 0) {
-        // Another handle or another user may have filled it since it was opened.
-        const auto current = resourceFromServer(path);
-        if (!current->error && current->fileSize == 0)
-            DAVConnection->fileDelete(path, nullptr);
+    const bool wasOnServer = entry->place & WebDavResourceCache::kOnServer;
+    const bool wasEmpty = wasOnServer && handle.orgFileSize == 0 && failure.deletesEmptyOriginal();
+    // A standard server makes an empty file of the lock on a new name.
+    const bool isMadeByLock =
+        !wasOnServer && !DAVConnection->isVelmora() && failure.isServersOwnWord();
+    if (wasEmpty || isMadeByLock)
+        deleteIfEmpty(path);
+    if (failure.deletesEmptyOriginal())
         VDCommonUtils::outputLog(unlockFailure);
-    }
     if (!text.isNull())
         VDModelessMessage::ShowMessageModeless(text, localizedText("Common_Error_Title"));
     rescue(path, entry->file_node);
@@ -218,6 +219,13 @@ void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const
     entry->detached = true;
     metaDataCache->removeMetaData(path);
     cacheCtr->remove(path);
+}
+
+// Another handle or another user may have filled it meanwhile.
+void VelmoraDisk::deleteIfEmpty(const QString &path) {
+    const auto current = resourceFromServer(path);
+    if (!current->error && current->contentType != 0 && current->fileSize == 0)
+        DAVConnection->fileDelete(path, nullptr);
 }
 
 // An empty file has no byte to lose.
