@@ -137,7 +137,12 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
     const auto running = entry->uploadThread();
     if ((entry->place & WebDavResourceCache::kOnServer) || (running && !running->isCanceled()))
         return fail(EEXIST);
-    const bool mayHaveCome = entry->age() > kSureAbsence;
+    // Nothing that somebody else made meanwhile is overwritten as if it were new. Once it's locked,
+    // the name exists on standard servers.
+    if (entry->age() > kSureAbsence && !resourceFromServer(path)->error) {
+        metaDataCache->removeMetaData(path);
+        return fail(EEXIST);
+    }
     entry->server_forbidden = false;
     entry->place = WebDavResourceCache::kInLocalStore;
 
@@ -147,13 +152,6 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
     if (!lock) {
         VDCommonUtils::outputLog(failure);
         return fail(failure ? failure->code : EACCES);
-    }
-
-    // Nothing that somebody else made meanwhile is overwritten as if it were new.
-    if (mayHaveCome && !resourceFromServer(path)->error) {
-        lockCtr->unlock(path, nullptr);
-        metaDataCache->removeMetaData(path);
-        return fail(EEXIST);
     }
 
     const mode_t mode = attributes.value(NSFilePosixPermissions).toUInt() & 0xFFFF;
