@@ -2,8 +2,7 @@
 
 #include "app/AppDelegate.h"
 
-#include <QDir>
-
+#include "cache/VirtualStoreControler.h"
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
 #include "connection/LoginCheck.h"
@@ -11,6 +10,7 @@
 #include "platform/system/CrashCapture.h"
 #include "platform/system/DeadMounts.h"
 #include "platform/system/Preferences.h"
+#include "platform/ui/VDModelessMessage.h"
 
 namespace {
 
@@ -18,8 +18,12 @@ const QString kConnectNames = QStringLiteral("connect_names");
 const QString kOutput = QStringLiteral("OUTPUT");
 const QString kLegacyName = QStringLiteral("Velmora");
 
-void deleteStoreTree() {
-    QDir(QDir::homePath() + QStringLiteral("/.VelmoraDisk_Store")).removeRecursively();
+void tellSavedCopies(const QList<SavedCopy> &copies) {
+    for (const SavedCopy &copy : copies)
+        VDModelessMessage::ShowMessageModeless(
+            localizedText("VelmoraDisk_8", copy.path.normalized(QString::NormalizationForm_C),
+                          copy.savedAs),
+            QStringLiteral("Velmora Disk"));
 }
 
 }  // namespace
@@ -47,9 +51,10 @@ AppDelegate::~AppDelegate() {
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
-    deleteStoreTree();
+    const QList<SavedCopy> saved = VirtualStoreControler::removeDeadStores({});
     installUncaughtExceptionHandler();
     logSetup();
+    tellSavedCopies(saved);
     const QStringList deadMounts = DeadMounts::find();
     for (const QString &mountPoint : deadMounts)
         DeadMounts::clear(mountPoint);
@@ -142,6 +147,6 @@ void AppDelegate::endTermination() {
         return;
     pffsList.clear();
     fsList.clear();
-    deleteStoreTree();
+    tellSavedCopies(VirtualStoreControler::removeDeadStores({}));
     std::exchange(terminated, {})();
 }

@@ -37,7 +37,8 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
                        const std::optional<Error> &)>
         mountChanged;
 
-    // Start. Deletes the local store of every mount, so only one instance of a user may do this.
+    // Start. Deletes the local store of every mount, but saves at home what was not sent yet and
+    // tells the user.
     void applicationDidFinishLaunching();
     // Reads the saved connections and mounts those that are marked for it, but not the one that the
     // user is about to mount in his own way.

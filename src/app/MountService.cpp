@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
+#include <QEvent>
 #include <QJsonArray>
 
 #include "common/Text.h"
@@ -82,6 +83,8 @@ void MountService::run() {
     const SignalWatcher watcher({SIGTERM, SIGINT, SIGHUP}, [this](int) { stop(); });
     considerEnd();
     QCoreApplication::exec();
+    // What the last volume told at its end must not go with the loop.
+    QCoreApplication::sendPostedEvents(QCoreApplication::instance(), QEvent::MetaCall);
     server.reset();
     instance.release();
 }

@@ -104,7 +104,7 @@ std::optional<QString> moveInto(const QString &folder, const QString &localPath,
     }
 }
 
-// The home; where that takes nothing, folders that no unmount deletes, the last two of them on the
+// The home; where that takes nothing, folders that no unmount deletes, the last of them on the
 // copy's own file system, where a move needs no room.
 QStringList foldersFor(const QString &localPath) {
     const QString saved = QStringLiteral("/.VelmoraDisk_Saved");
@@ -114,8 +114,7 @@ QStringList foldersFor(const QString &localPath) {
     if (start < 0)
         return folders;
     const QString top = localPath.left(localPath.indexOf(QLatin1Char('/'), start + 1));
-    const QString realTop = QFileInfo(top).canonicalFilePath();
-    return folders << QFileInfo(realTop).path() + saved << realTop + saved;
+    return folders << QFileInfo(QFileInfo(top).canonicalFilePath()).path() + saved;
 }
 
 }  // namespace

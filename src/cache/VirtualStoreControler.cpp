@@ -72,6 +72,14 @@ void removeWhatIsAt(const QString &path) {
         QFile::remove(path);
 }
 
+// Of a mount point in each of the folders of trees.
+QString placeOf(const QString &mountPath) {
+    QString place = withoutDots(mountPath);
+    while (place.endsWith(QLatin1Char('/')))
+        place.chop(1);
+    return place;
+}
+
 QString cachePathOf(const QString &tree) {
     return tree + QStringLiteral(".VelmoraDiskcache");
 }
@@ -111,10 +119,8 @@ void pauseBeforeAttempt(int attempt) {
 }  // namespace
 
 VirtualStoreControler::VirtualStoreControler(const QString &mountPath) {
-    QString below = withoutDots(mountPath);
-    while (below.endsWith(QLatin1Char('/')))
-        below.chop(1);
-    removeDeadStores(below);
+    const QString below = placeOf(mountPath);
+    savedCopies = removeDeadStores(mountPath);
     const QString top = QDir::homePath() + QLatin1Char('/') + kTopName;
     bool isMade = makeStore(top, below);
     for (int number = 0; !isMade; ++number) {
@@ -142,20 +148,22 @@ std::shared_ptr<VirtualStoreControler::TopLock> VirtualStoreControler::lockTop(c
     return lock;
 }
 
-void VirtualStoreControler::removeDeadStores(const QString &below) {
+QList<SavedCopy> VirtualStoreControler::removeDeadStores(const QString &mountPath) {
     const std::lock_guard lock(storesMutex);
+    QList<SavedCopy> saved;
     const QDir home(QDir::homePath());
     const QStringList names =
         home.entryList({kTopName, kTopName + QStringLiteral("_*")}, QDir::Dirs | QDir::Hidden);
     for (const QString &name : names) {
         const QString top = home.filePath(name);
-        const QString tree = top + below;
+        const QString tree = top + placeOf(mountPath);
         if (!QFileInfo(tree).isDir() || touchesOneInUse(tree))
             continue;
         const auto held = lockTop(top);
-        if (held && saveAndRemove(tree))
+        if (held && saveAndRemove(tree, saved))
             removeFoldersLeadingTo(tree);
     }
+    return saved;
 }
 
 bool VirtualStoreControler::makeStore(const QString &top, const QString &below) {
@@ -176,13 +184,13 @@ bool VirtualStoreControler::makeStore(const QString &top, const QString &below) 
 }
 
 // False where a copy couldn't be saved, and the tree stays.
-bool VirtualStoreControler::saveAndRemove(const QString &tree) {
+bool VirtualStoreControler::saveAndRemove(const QString &tree, QList<SavedCopy> &saved) {
     bool isSafe = true;
     const QStringList unsent = unsentBelow(tree);
     for (const QString &copy : unsent) {
         const auto place = UnsentFiles::saveAtHome(copy, copy);
         isSafe = isSafe && place;
-        savedCopies += SavedCopy{copy.mid(tree.size()), place.value_or(copy)};
+        saved += SavedCopy{copy.mid(tree.size()), place.value_or(copy)};
     }
     if (!isSafe)
         return false;
@@ -196,7 +204,7 @@ void VirtualStoreControler::removeStore() {
     if (!topLock)
         return;
     rootsInUse.removeOne(root);
-    if (saveAndRemove(root))
+    if (saveAndRemove(root, savedCopies))
         removeFoldersLeadingTo(root);
     topLock.reset();
 }

@@ -9,7 +9,7 @@
 
 // An unsent copy that a store was left with.
 struct SavedCopy {
-    QString path;  // in the mount
+    QString path;  // below the mount point of the store that was looked through
     QString savedAs;
 };
 
@@ -27,6 +27,10 @@ class VirtualStoreControler {
 
     // Where a path of the mount lies in the tree; never outside it.
     QString getVirtualPath(const QString &path) const;
+    // Deletes what a crash left of the trees of a mount point, of all of them for "", and answers
+    // the unsent copies that were there. Nothing of a running process is touched.
+    static QList<SavedCopy> removeDeadStores(const QString &mountPath);
+
     // Whether the path is below one of the top folders; false unless enabled.
     bool isVirtualPath(const QString &path) const;
 
@@ -49,9 +53,8 @@ class VirtualStoreControler {
     struct TopLock;
 
     static std::shared_ptr<TopLock> lockTop(const QString &top);
-    void removeDeadStores(const QString &below);
     bool makeStore(const QString &top, const QString &below);
-    bool saveAndRemove(const QString &tree);
+    static bool saveAndRemove(const QString &tree, QList<SavedCopy> &saved);
 
     QString root;
     std::shared_ptr<TopLock> topLock;  // null while the tree isn't this object's

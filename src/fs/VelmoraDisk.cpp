@@ -2,6 +2,7 @@
 
 #include "fs/VelmoraDisk.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 
 #include "cache/AccessControler.h"
@@ -13,9 +14,22 @@
 #include "common/VDCommonUtils.h"
 #include "lock/VDLockController.h"
 #include "platform/system/FavoritesList.h"
+#include "platform/system/SingleInstance.h"
 #include "platform/ui/UserInterface.h"
 #include "platform/ui/VDModelessMessage.h"
 #include "webdav/VDWebDAVConnect.h"
+
+namespace {
+
+// Not beside the store: that is deleted at the next start, and may then get another name.
+QString journalFolder(const QString &mountPath) {
+    SingleInstance::makeFolder();
+    const QByteArray place =
+        QCryptographicHash::hash(mountPath.toUtf8(), QCryptographicHash::Md5).toHex();
+    return SingleInstance::folder() + QStringLiteral("/locks-") + QString::fromLatin1(place);
+}
+
+}  // namespace
 
 VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
                          std::weak_ptr<MountOwner> startupmenu, const QString &mountPath,
@@ -27,9 +41,9 @@ VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
       virtualStoreCtl(std::make_unique<VirtualStoreControler>(mountPath)),
       sysInfoCache(std::make_unique<FileSystemInfoCache>()),
       accessCol(std::make_unique<AccessControler>()),
-      lockCtr(std::make_shared<VDLockController>(
-          DAVConnection, mountPath, connectionName, LockTiming::ofThisComputer(),
-          virtualStoreCtl->storePath() + QStringLiteral(".locks"))),
+      lockCtr(std::make_shared<VDLockController>(DAVConnection, mountPath, connectionName,
+                                                 LockTiming::ofThisComputer(),
+                                                 journalFolder(mountPath))),
       cacheCtr(
           std::make_unique<CacheController>(DAVConnection, virtualStoreCtl->contentCachePath())),
       currentMountPath(mountPath) {
