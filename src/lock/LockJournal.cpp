@@ -90,6 +90,8 @@ QList<HeldLock> LockJournal::left() {
     const QDir files(folder);
     const QStringList names = folder.isNull() ? QStringList() : files.entryList(QDir::Files);
     for (const QString &name : names) {
+        if (QUuid::fromString(name).isNull())
+            continue;  // nothing of a journal's
         auto lock = std::make_unique<FileLock>(files.filePath(name));
         if (lock->take(0) != 0)
             continue;

@@ -229,19 +229,19 @@ void VDLockController::fileLockThread() {
 }
 
 void VDLockController::renewDueLocks() {
-    QMap<QString, QString> paths;
+    QStringList paths;
     {
         const std::lock_guard monitor(syncObj);
-        paths = requestPaths;
+        paths = lockCountMap.keys();
     }
-    for (auto it = paths.cbegin(); it != paths.cend(); ++it) {
-        const std::optional<Error> refusal = renew(it.key());
+    for (const QString &path : std::as_const(paths)) {
+        const std::optional<Error> refusal = renew(path);
         const char *key = refusal ? renewalMessage(*refusal) : nullptr;
         if (!key)
             continue;
         // Not under the monitor: the main thread may be waiting for that, and shows the message.
         VDCommonUtils::showAlert({.title = localizedText("Common_Error_Title"),
-                                  .text = localizedText(key, mountPoint, it.value(), connectName),
+                                  .text = localizedText(key, mountPoint, path, connectName),
                                   .informativeText = {},
                                   .buttons = {localizedText("Common_Button_OK")}});
     }
