@@ -175,8 +175,13 @@ int FuseVolume::getxattr(const char *kernelPath, const char *name, char *value, 
     std::optional<Error> error;
     const std::optional<QByteArray> data =
         delegate->valueOfExtendedAttribute(QString::fromUtf8(name), path, 0, &error);
-    if (!data)
-        return error ? -hostErrno(error) : -ENODATA;
+    if (!data) {
+        const int code = error ? hostErrno(error) : ENODATA;
+        // The kernel asks for this one before every write, and once told that there is no such
+        // operation it asks for none of them any more.
+        const bool isAskedOnWriting = qstrcmp(name, "security.capability") == 0;
+        return isAskedOnWriting && code == EOPNOTSUPP ? -ENOSYS : -code;
+    }
     if (size == 0)
         return int(data->size());
     if (size < size_t(data->size()))
