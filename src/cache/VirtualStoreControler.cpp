@@ -84,11 +84,6 @@ QString cachePathOf(const QString &tree) {
     return tree + QStringLiteral(".VelmoraDiskcache");
 }
 
-// What an open file that was removed is called until its last handle goes.
-bool isRemoved(const QString &name) {
-    return name.startsWith(QStringLiteral(".fuse_hidden"));
-}
-
 QStringList unsentBelow(const QString &tree) {
     QStringList found;
     if (QFileInfo(tree).isSymLink())
@@ -96,8 +91,7 @@ QStringList unsentBelow(const QString &tree) {
     QDirIterator files(tree, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     while (files.hasNext()) {
         const QString path = files.next();
-        if (UnsentFiles::isMarked(path) && files.fileInfo().size() > 0 &&
-            !isRemoved(files.fileName()))
+        if (UnsentFiles::isMarked(path) && files.fileInfo().size() > 0)
             found += path;
     }
     return found;

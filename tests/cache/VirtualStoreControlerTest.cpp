@@ -154,7 +154,6 @@ TEST(VirtualStoreControler, UnsentCopiesOfACrashAreSavedAndTheRestGoes) {
     const QString other = home(numbered + "/V/Other/unsent");
     writeUnsent(plain + "/folder/a.txt", "first");
     writeUnsent(plain + "/empty", "");
-    writeUnsent(plain + "/.fuse_hidden0000000100000001", "removed while it was open");
     write(plain + "/sent", "sent");
     write(plain + ".VelmoraDiskcache", "cached");
     writeUnsent(home(numbered + "/V/One/a.txt"), "second");

@@ -188,6 +188,29 @@ class Crash(VolumeTest):
         user.run("cp", os.path.join(user.home, "big"), os.path.join(volume, "big"))
         await_true(lambda: self.on_server("big") == written, 20, "the copy on the server")
 
+    def test_removed_and_renamed_while_open(self):
+        for name in ("old", "replaced"):
+            trees.write(self.files, name, b"original")
+        dav = self.server(Apache, self.files)
+        user = self.user(True)
+        volume = self.mount(user, dav.url)
+        places = {name: os.path.join(volume, name) for name in ("gone", "old", "draft", "final", "replaced")}
+        holder = self.hold(user, *[(places[name], os.O_RDWR | os.O_CREAT, 0, f"{name} unsent")
+                                   for name in ("gone", "old", "draft", "replaced")])
+        user.run("rm", places["gone"], places["old"])
+        user.run("mv", places["draft"], places["final"])
+        user.run("sh", "-c", 'echo whole > "$0.new" && mv "$0.new" "$0"', places["replaced"])
+        await_true(lambda: self.on_server("replaced") == b"whole\n")
+        user.run("ls", volume)
+        self.kill(user)
+        self.end_holder(holder)
+        self.mount(user, dav.url)
+        self.expect_told(user, {places["final"]: "final"})
+        self.assertEqual(self.at_home(user, "final"), b"draft unsent")
+        self.assertEqual(user.run("cat", places["replaced"]).stdout, "whole\n")
+        self.assertEqual(sorted(name for name in os.listdir(user.home) if not name.startswith(".")),
+                         ["VelmoraDiskLog", "final"])
+
     def test_what_was_sent_is_not_saved_again(self):
         dav = self.server(Apache, self.files)
         user = self.user(True)
