@@ -199,11 +199,11 @@ class FuseMemoryVolume : public GMUserFileSystemDelegate {
 // change of size alone doesn't make it worth keeping.
 class FuseWritableVolume : public FuseMemoryVolume {
   public:
-    std::function<void()> beforeCreate = [] {};
+    std::function<void(const QString &path)> beforeCreate = [](const QString &) {};
 
     bool createFileAtPath(const QString &path, const AttributeMap &attributes, int,
                           HandlePtr *userData, ErrorOut error) override {
-        beforeCreate();
+        beforeCreate(path);
         const std::lock_guard guard(mutex);
         record("create", path);
         if (items.contains(path)) {
