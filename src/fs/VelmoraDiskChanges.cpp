@@ -135,6 +135,8 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
     lockCtr->releaseAtOrBelow(toPath);
     if (replaced && replaced->handles > 0)
         detach(toPath, replaced);
+    // What was known missing there may have come along.
+    metaDataCache->removeMetaDataFromDelete(toPath, false);
     moveLocalItem(path, toPath);
     cacheCtr->remove(toPath);
     moveSubItemAtPath(QString(), path, toPath);
