@@ -115,7 +115,8 @@ const fuse_custom_io &FuseVolume::connectionIo() {
     return io;
 }
 
-void *FuseVolume::init(fuse_conn_info *connection, fuse_config *config) {
+void *FuseVolume::init(fuse_conn_info *connection, fuse_config *itsConfig) {
+    config = itsConfig;
     // A listing with attributes would cost the delegate one request a name.
     connection->want &= ~unsigned(FUSE_CAP_READDIRPLUS | FUSE_CAP_READDIRPLUS_AUTO);
     // Requests are small but for writes; reading them through a pipe costs more than the copy.

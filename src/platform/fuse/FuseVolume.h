@@ -16,9 +16,9 @@
 // What the kernel's requests become: names in composed form, POSIX semantics where the delegate has
 // none, errors as errno. Everything runs on the host's thread.
 //
-// Of file modes the kernel enforces what attributes tell. Only the mounting user gets in, so a
-// missing mode is everything that the user's umask leaves, the right to execute included: a
-// program on the volume shall run, and the server doesn't tell which files are programs.
+// The mode of every item is all that the user's umask leaves, the right to execute included: only
+// the mounting user gets in, a program on the volume shall run, and the server doesn't tell which
+// files are programs.
 class FuseVolume {
   public:
     FuseVolume(std::shared_ptr<GMUserFileSystemDelegate> delegate, MountOptions options);
@@ -79,6 +79,7 @@ class FuseVolume {
         // Removed or replaced while it was open: the path may be another item's by now, and only
         // the data tells what this one is.
         bool isOrphan = false;
+        bool isWritten = false;
     };
 
     // The handle's item if the request came with one, else the path's. 0 or an errno.
@@ -89,6 +90,7 @@ class FuseVolume {
     // 0 or an errno; ENOENT for an item that isn't there, also in a folder that can't be written.
     int attributesOf(const Item &item, std::shared_ptr<AttributeMap> *attributes) const;
     void fillStatus(const Item &item, const AttributeMap &attributes, struct stat *status) const;
+    bool isOpenForWriting(const QString &path) const;
     bool isUnfit(const QString &folder, const QString &name);
 
     int writeAt(const Item &item, const char *buffer, size_t size, off_t offset) const;
@@ -111,6 +113,8 @@ class FuseVolume {
     const MountOptions options;
     const mode_t defaultMode;
     bool ready = false;
+    // libfuse's own, which it looks at with every answer.
+    fuse_config *config = nullptr;
     std::unordered_map<uint64_t, Item> handles;
     uint64_t lastHandle = 0;
     OpenNodes nodes;

@@ -1,5 +1,6 @@
 // Listings, attributes and the figures of the volume.
 
+#include <algorithm>
 #include <sys/statvfs.h>
 
 #include <QDateTime>
@@ -57,15 +58,25 @@ int FuseVolume::getattr(const char *kernelPath, struct stat *status, fuse_file_i
     if (code != 0)
         return code == EROFS ? -ENOENT : -code;
     fillStatus(item, *attributes, status);
+    // Its date changes once more when the file is released. A program told the old one until then
+    // would take its own save for somebody else's.
+    config->attr_timeout = isOpenForWriting(item.path) ? 0 : options.attrTimeout;
     return 0;
+}
+
+bool FuseVolume::isOpenForWriting(const QString &path) const {
+    return std::any_of(handles.begin(), handles.end(), [&](const auto &handle) {
+        return handle.second.isWritten && handle.second.path == path;
+    });
 }
 
 void FuseVolume::fillStatus(const Item &item, const AttributeMap &attributes,
                             struct stat *status) const {
     const bool isFolder = isDirectory(attributes);
-    const QVariant permissions = attributes.value(NSFilePosixPermissions);
-    const mode_t mode = permissions.isValid() ? permissions.toUInt() & 07777 : defaultMode;
-    status->st_mode = (isFolder ? S_IFDIR : S_IFREG) | mode;
+    // Not NSFilePosixPermissions: no server keeps a mode, and one that falls back after seconds
+    // looks like somebody's change (to git, of every file). That chmod has no effect, programs
+    // know.
+    status->st_mode = (isFolder ? S_IFDIR : S_IFREG) | defaultMode;
     // Not the number of a new item of that name: by it programs see that a file was replaced.
     status->st_ino = item.isOrphan ? ~inodeNumber(item.path) : inodeNumber(item.path);
     // A folder's link count of 1 tells programs that it doesn't count its subfolders; with 2, some

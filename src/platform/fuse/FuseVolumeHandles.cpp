@@ -27,6 +27,7 @@ int FuseVolume::openPath(const QString &path, fuse_file_info *info) {
         delegate->releaseFileAtPath(path, item.data);
         return code;
     }
+    item.isWritten = (info->flags & O_ACCMODE) != O_RDONLY;
     keepHandle(std::move(item), info);
     return 0;
 }
@@ -52,6 +53,7 @@ int FuseVolume::create(const char *kernelPath, mode_t mode, fuse_file_info *info
             return -openPath(item.path, info);
         return -failure;
     }
+    item.isWritten = true;
     keepHandle(std::move(item), info);
     return 0;
 }
