@@ -94,15 +94,15 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
         running->uploadCancel(std::nullopt);
 
     UploadFailure failure;
-    if (isChanged && !upload(path, *entry, handle, &failure)) {
+    std::shared_ptr<WebDavResource> stored;
+    if (isChanged && !upload(path, *entry, handle, &failure, &stored)) {
         giveUpUpload(path, entry, handle, failure);
         return false;
     }
     closeNode(*entry);
-    bool isRecordFresh = true;
     if (isChanged) {
         UnsentFiles::clearMark(virtualStoreCtl->getVirtualPath(path));
-        isRecordFresh = takeFreshRecord(path, *entry);
+        takeFreshRecord(path, *entry, stored);
     }
 
     const auto resource = entry->webDavResource();
@@ -116,7 +116,7 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
                                             parent->webDavResource(), false);
     entry->streamActive = false;
     entry->server_forbidden = false;
-    if (!isRecordFresh)
+    if (isChanged && stored->error)
         metaDataCache->removeMetaData(path);
     else if (isChanged)
         metaDataCache->insertMetaData(path, entry);
@@ -126,7 +126,7 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
 }
 
 bool VelmoraDisk::upload(const QString &path, WebDavResourceCache &entry, const UserData &handle,
-                         UploadFailure *failure) {
+                         UploadFailure *failure, std::shared_ptr<WebDavResource> *stored) {
     const auto resource = entry.webDavResource();
     if (const auto lock = lockCtr->getDiscovery(path))
         resource->lockDiscovery = lock;
@@ -148,10 +148,19 @@ bool VelmoraDisk::upload(const QString &path, WebDavResourceCache &entry, const 
         return DAVConnection->fileUpload(source, path, tokenOf(*entry.webDavResource()), nullptr,
                                          nullptr, true, &failure->error);
     };
-    if (send())
-        return true;
-    return failure->error && saysLockIsGone(*failure->error) && handle.lockcounting &&
-           retakeLock(path, entry, handle) && send();
+    const bool isSent =
+        send() || (failure->error && saysLockIsGone(*failure->error) && handle.lockcounting &&
+                   retakeLock(path, entry, handle) && send());
+    if (!isSent)
+        return false;
+    // Somebody between may answer well what never came to the server.
+    *stored = resourceFromServer(path);
+    const bool isMissing = (*stored)->error && (*stored)->error->code == kNotFound;
+    if (isMissing || (!(*stored)->error && (*stored)->fileSize != QFileInfo(source).size())) {
+        failure->error = Error{kConnectErrorDomain, kUnexpectedStatus, {}};
+        return false;
+    }
+    return true;
 }
 
 // Only for the version of the file that was opened.
@@ -176,18 +185,16 @@ bool VelmoraDisk::isQuotaFull() {
     return size != volume.constEnd() && size->toLongLong() == 0;
 }
 
-// What is on the server now, and what the content cache holds of before goes. False where the
-// server doesn't tell.
-bool VelmoraDisk::takeFreshRecord(const QString &path, WebDavResourceCache &entry) {
-    const auto fresh = resourceFromServer(path);
+// What is on the server now, and what the content cache holds of before goes.
+void VelmoraDisk::takeFreshRecord(const QString &path, WebDavResourceCache &entry,
+                                  const std::shared_ptr<WebDavResource> &fresh) {
     entry.place = WebDavResourceCache::kOnServer | WebDavResourceCache::kInLocalStore;
     cacheCtr->remove(path);
     if (fresh->error) {
         VDCommonUtils::outputLog(fresh->error);
-        return false;
+        return;
     }
     entry.setWebDavResource(fresh);
-    return true;
 }
 
 void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const UserData &handle,
@@ -212,7 +219,8 @@ void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const
     if (failure.deletesEmptyOriginal())
         VDCommonUtils::outputLog(unlockFailure);
     if (!text.isNull())
-        VDModelessMessage::ShowMessageModeless(text, localizedText("Common_Error_Title"));
+        VDModelessMessage::ShowMessageModeless(text, localizedText("Common_Error_Title"),
+                                               connectionName);
     rescue(path, entry->file_node);
     closeNode(*entry);
     entry->streamActive = false;
@@ -238,5 +246,5 @@ void VelmoraDisk::rescue(const QString &path, int node) {
     // Where even that fails, the copy stays in the store, which isn't deleted while it is there.
     VDModelessMessage::ShowMessageModeless(
         localizedText("VelmoraDisk_8", mountPath() + path, saved.value_or(localPath)),
-        QStringLiteral("Velmora Disk"));
+        QStringLiteral("Velmora Disk"), connectionName);
 }
