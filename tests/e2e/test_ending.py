@@ -7,7 +7,24 @@ import threading
 
 import trees
 from dav_servers import Apache
+from fault_proxy import FaultProxy
 from volume import VolumeTest, await_true, is_mounted, main
+
+# Copies a folder's files and becomes the shell that runs the command, which closes all the copies at once.
+WRITER = """
+import os, sys
+source, volume, holds, command = sys.argv[1:]
+files = [open(os.path.join(volume, name), "wb") for name in os.listdir(source)]
+for file in files:
+    with open(os.path.join(source, os.path.basename(file.name)), "rb") as original:
+        file.write(original.read())
+        file.flush()
+if holds == "True":
+    held = os.open(os.path.join(volume, "held"), os.O_CREAT | os.O_WRONLY, 0o644)
+    os.write(held, b"held\\n")
+    os.set_inheritable(held, True)
+os.execlp("sh", "sh", "-c", command)
+"""
 
 
 class Ending(VolumeTest):
@@ -16,9 +33,9 @@ class Ending(VolumeTest):
         trees.write(self.files, "file", b"content")
         self.dav = self.server(Apache, self.files)
 
-    def gone(self, user, volume):
+    def gone(self, user, volume, seconds=20):
         await_true(lambda: not is_mounted(volume), 15, "the unmount")
-        await_true(lambda: not user.processes(), 20, "the end of the background process")
+        await_true(lambda: not user.processes(), seconds, "the end of the background process")
         self.assertFalse(os.path.exists(volume), "the mount point that was made is left")
         self.assertFalse(os.path.exists(os.path.join(user.home, ".VelmoraDisk_Store")), "the store is left")
 
@@ -44,6 +61,55 @@ class Ending(VolumeTest):
                 unmount(user, volume)
                 self.gone(user, volume)
                 user.end()
+
+    def test_written_files_reach_the_server_whichever_way_it_ends(self):
+        """Each upload takes 1.5 s, so that the kernel still holds back most releases when the end is asked for."""
+        ways = {
+            "unmount": "{program} unmount Volume",
+            "forced": "{program} unmount --force Volume",
+            "fusermount3": "fusermount3 -u {volume}",
+            "lazily": "fusermount3 -u -z {volume}",
+            "SIGTERM": "kill -TERM {pid}; while kill -0 {pid} 2>/dev/null; do sleep 0.1; done",
+        }
+        sizes = {"big": 9_000_000, "small": 10, "empty": 0, "two": 70_000, "three": 4096}
+        source = self.folder()
+        for name, size in sizes.items():
+            trees.write(source, name, os.urandom(size))
+        # A program can't be started while a thread that starts another still has it open for writing.
+        servers = {name: self.server(Apache, self.folder()) for name in ways}
+        users = {name: self.user(True) for name in ways}
+        failures = []
+
+        def end_by(name, command):
+            folder = servers[name].folder
+            proxy = FaultProxy(servers[name])
+            self.addCleanup(proxy.close)
+            for _ in range(3 * len(sizes)):
+                proxy.break_next("stall", "PUT")
+            user = users[name]
+            volume = self.mount(user, proxy.url)
+            # What is still open when a forced end comes counts as written too.
+            holds = name in ("forced", "SIGTERM")
+            command = command.format(program=user.program, volume=volume, pid=user.processes()[0])
+            user.run("/usr/bin/python3", "-c", WRITER, source, volume, str(holds), command)
+            if name != "unmount":
+                self.gone(user, volume, 60)
+            told = subprocess.run(["diff", "-rq", "-x", ".DAV", source, folder], capture_output=True, text=True).stdout
+            held = f"Only in {folder}: held\n" if holds else ""
+            self.assertEqual(told, held, user.log())
+
+        def guarded(name, command):
+            try:
+                end_by(name, command)
+            except BaseException as failure:
+                failures.append(f"{name}: {failure}"[-3000:])
+
+        threads = [threading.Thread(target=guarded, args=way) for way in ways.items()]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(failures, [])
 
     def test_volume_in_use(self):
         user = self.user(True)
