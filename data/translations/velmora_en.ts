@@ -679,6 +679,12 @@ velmoradisk COMMAND [OPTION...]
     <message id="Cli_Status_User">
         <translation>User</translation>
     </message>
+    <message id="Cli_Status_Unmounting">
+        <translation>It is being unmounted.</translation>
+    </message>
+    <message id="Cli_Status_Uploading">
+        <translation>Uploading</translation>
+    </message>
     <message id="Cli_Stopping">
         <translation>The program is ending.</translation>
     </message>
@@ -708,6 +714,12 @@ velmoradisk COMMAND [OPTION...]
     </message>
     <message id="Cli_UnknownRequest">
         <translation>The background process does not know this request. It may be of another version: unmount everything and try again.</translation>
+    </message>
+    <message id="Cli_Unmounting">
+        <translation>Waiting until everything that was written to “%1” is on the server.</translation>
+    </message>
+    <message id="Cli_Uploaded">
+        <translation>(%1 of %2 uploaded)</translation>
     </message>
     <message id="Cli_UrlMissing">
         <translation>--url is missing.</translation>

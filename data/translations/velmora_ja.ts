@@ -679,6 +679,12 @@ velmoradisk コマンド [オプション...]
     <message id="Cli_Status_User">
         <translation>ユーザー</translation>
     </message>
+    <message id="Cli_Status_Unmounting">
+        <translation>マウントを解除しています。</translation>
+    </message>
+    <message id="Cli_Status_Uploading">
+        <translation>アップロード中</translation>
+    </message>
     <message id="Cli_Stopping">
         <translation>プログラムは終了中です。</translation>
     </message>
@@ -708,6 +714,12 @@ velmoradisk コマンド [オプション...]
     </message>
     <message id="Cli_UnknownRequest">
         <translation>バックグラウンドのプロセスがこの要求に対応していません。別の版の可能性があります。すべてのマウントを解除してやり直してください。</translation>
+    </message>
+    <message id="Cli_Unmounting">
+        <translation>「%1」に書き込まれた内容がすべてサーバーに送られるのを待っています。</translation>
+    </message>
+    <message id="Cli_Uploaded">
+        <translation>(%2 中 %1 送信済み)</translation>
     </message>
     <message id="Cli_UrlMissing">
         <translation>--url がありません。</translation>

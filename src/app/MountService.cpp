@@ -23,8 +23,9 @@ using Notification = GMUserFileSystem::Notification;
 
 namespace {
 
-constexpr int kIdleLimit = 500;    // milliseconds without a mount and a command
-constexpr int kLeaveLimit = 1000;  // milliseconds a login may go on when all else has ended
+constexpr int kIdleLimit = 500;          // milliseconds without a mount and a command
+constexpr int kProgressInterval = 1000;  // milliseconds
+constexpr int kLeaveLimit = 1000;        // milliseconds a login may go on when all else has ended
 
 }  // namespace
 
@@ -49,6 +50,8 @@ MountService::MountService(const SystemProxySource &proxies, ClientIdentitySourc
     idleTimer.setSingleShot(true);
     idleTimer.setInterval(isLocal ? 0 : kIdleLimit);
     QObject::connect(&idleTimer, &QTimer::timeout, &idleTimer, [this] { stop(); });
+    progressTimer.setInterval(kProgressInterval);
+    QObject::connect(&progressTimer, &QTimer::timeout, &progressTimer, [this] { tellProgress(); });
 }
 
 MountService::~MountService() {
@@ -182,6 +185,46 @@ void MountService::runNextMount() {
     QTimer::singleShot(0, &idleTimer, [this] { runNextMount(); });
 }
 
+QString MountService::stateOf(const QString &name) const {
+    if (unmountWaits.contains(name))
+        return QStringLiteral("unmounting");
+    return application->mountedSince.contains(name) ? QStringLiteral("mounted")
+                                                    : QStringLiteral("mounting");
+}
+
+QJsonArray MountService::uploadsOf(const QString &name) const {
+    QJsonArray result;
+    const auto disk = application->pffsList.value(name);
+    if (!disk)
+        return result;
+    const auto uploads = disk->DAVConnection->uploadsUnderWay();
+    for (const UploadProgress &upload : uploads)
+        result += QJsonObject{{QStringLiteral("path"), upload.path},
+                              {QStringLiteral("sent"), upload.sent},
+                              {QStringLiteral("total"), upload.total}};
+    return result;
+}
+
+void MountService::tellProgress() {
+    for (auto wait = unmountWaits.begin(); wait != unmountWaits.end(); ++wait)
+        tellUploads(wait.key(), wait.value());
+    for (auto staying = stayers.begin(); staying != stayers.end(); ++staying)
+        tellUploads(staying.key(), staying.value());
+    if (unmountWaits.isEmpty() && stayers.isEmpty())
+        progressTimer.stop();
+}
+
+void MountService::tellUploads(const QString &name, QList<Job> &waiting) const {
+    const QJsonArray uploads = uploadsOf(name);
+    for (Job &job : waiting) {
+        if (!job.channel || (uploads.isEmpty() && !job.isShowingProgress))
+            continue;
+        job.isShowingProgress = !uploads.isEmpty();
+        job.channel->send({{QStringLiteral("type"), QStringLiteral("progress")},
+                           {QStringLiteral("uploads"), uploads}});
+    }
+}
+
 QJsonObject MountService::status() const {
     QJsonArray mounts;
     for (auto disk = application->pffsList.cbegin(); disk != application->pffsList.cend(); ++disk) {
@@ -195,10 +238,10 @@ QJsonObject MountService::status() const {
             {QStringLiteral("mountPoint"), mountPoint},
             {QStringLiteral("server"), record ? record->RemoteURL : QString()},
             {QStringLiteral("user"), disk.value()->DAVConnection->user},
-            {QStringLiteral("state"),
-             since.isValid() ? QStringLiteral("mounted") : QStringLiteral("mounting")},
+            {QStringLiteral("state"), stateOf(disk.key())},
             {QStringLiteral("since"),
              since.isValid() ? QJsonValue(since.toString(Qt::ISODate)) : QJsonValue()},
+            {QStringLiteral("uploads"), uploadsOf(disk.key())},
         };
     }
     QJsonObject result = resultOf(true);

@@ -29,10 +29,11 @@ class ControlServer;
 //            connections marked for it are mounted; "marked" tells how many there are. "mounted"
 //            lists what came up.
 //   unmount  "target" (name or mount point), "force"
-//   status
+//   status   "mounts" with, among others, "uploads": "path", "sent" and "total" (bytes) of each
 // Each gets one "result" with "ok" and, on failure, perhaps a "message"; alerts and login questions
 // may come before it, each question expecting an "answer". With "stay" an "ended" follows at the
-// mount's end.
+// mount's end. Who waits for a volume's end gets a "progress" with its "uploads" once a second
+// while there are some, and once without any.
 class MountService {
   public:
     using Reply = std::function<void(QJsonObject result)>;
@@ -59,6 +60,7 @@ class MountService {
         QJsonObject request;
         std::shared_ptr<ControlChannel> channel;  // null for a request of this process
         Reply reply;
+        bool isShowingProgress = false;
     };
     // A mount request whose volumes haven't come up yet.
     struct MountWait {
@@ -83,6 +85,10 @@ class MountService {
     QString mountPointProblem(const QString &name) const;
     void unmount(const Job &job);
     QString nameOfMount(const QString &target) const;
+    QString stateOf(const QString &name) const;
+    QJsonArray uploadsOf(const QString &name) const;
+    void tellProgress();
+    void tellUploads(const QString &name, QList<Job> &waiting) const;
     QJsonObject status() const;
     void mountChanged(const QString &name, GMUserFileSystem::Notification notification,
                       const std::optional<Error> &error);
@@ -105,8 +111,9 @@ class MountService {
     // Reading them mounts the marked ones, which may ask: it waits for a command to ask on.
     bool hasReadConnections = false;
     QList<MountWait> mountWaits;
-    QHash<QString, QList<Reply>> unmountWaits;
+    QHash<QString, QList<Job>> unmountWaits;
     QHash<QString, QList<Job>> stayers;
+    QTimer progressTimer;  // runs while either has any
     QSet<QString> unsavedNames;
     QTimer idleTimer;
     bool isStopping = false;

@@ -180,14 +180,15 @@ void MountService::unmount(const Job &job) {
     const QString name = nameOfMount(target);
     if (name.isNull())
         return job.reply(resultOf(false, localizedText("Cli_NotMounted", target)));
-    unmountWaits[name] += job.reply;
+    unmountWaits[name] += job;
+    progressTimer.start();
     const auto refused = [this, name](const Error &error) {
         const QString message = error.isPosix() && error.code == EBUSY
                                     ? localizedText("Cli_InUse", name)
                                     : textOf(error);
-        const QList<Reply> replies = unmountWaits.take(name);
-        for (const Reply &reply : replies)
-            reply(resultOf(false, message));
+        const QList<Job> waiting = unmountWaits.take(name);
+        for (const Job &job : waiting)
+            job.reply(resultOf(false, message));
     };
     const bool isForced = job.request[QStringLiteral("force")].toBool();
     using Mode = GMUserFileSystem::UnmountMode;
@@ -218,9 +219,9 @@ void MountService::mountChanged(const QString &name, Notification notification,
         const QString failure = error ? textOf(*error) : QString();
         if (notification == Notification::kGMUserFileSystemMountFailed)
             endWaits(name, failure.isEmpty() ? localizedText("Cli_MountFailed", name) : failure);
-        const QList<Reply> replies = unmountWaits.take(name);
-        for (const Reply &reply : replies)
-            reply(resultOf(true));
+        const QList<Job> waiting = unmountWaits.take(name);
+        for (const Job &job : waiting)
+            job.reply(resultOf(true));
         const QList<Job> staying = stayers.take(name);
         for (const Job &job : staying)
             job.reply({{QStringLiteral("type"), QStringLiteral("ended")}});
@@ -238,8 +239,10 @@ void MountService::endWaits(const QString &name, const QString &failure) {
             wait.mounted += name;
         else
             wait.failures += failure;
-        if (failure.isEmpty() && wait.job.request[QStringLiteral("stay")].toBool())
+        if (failure.isEmpty() && wait.job.request[QStringLiteral("stay")].toBool()) {
             stayers[name] += wait.job;
+            progressTimer.start();
+        }
         if (wait.names.isEmpty())
             ended += wait;
         // Nobody waits for this mount any more: its command was broken off.

@@ -4,10 +4,12 @@
 
 #include <QDeadlineTimer>
 #include <QJsonArray>
+#include <QLocale>
 #include <QThread>
 #include <QTimer>
 
 #include "common/Text.h"
+#include "common/VDCommonUtils.h"
 #include "platform/net/RunLoop.h"
 #include "platform/system/ControlChannel.h"
 #include "platform/system/ServiceLauncher.h"
@@ -23,6 +25,8 @@ constexpr int kGreetingLimit = 10'000;  // milliseconds
 constexpr int kRetryPause = 100;        // milliseconds
 
 }  // namespace
+
+ServiceClient::ServiceClient(UserInterface &interface) : interface(interface) {}
 
 ServiceClient::~ServiceClient() = default;
 
@@ -74,6 +78,7 @@ std::optional<QJsonObject> ServiceClient::request(const QJsonObject &request) {
     result.reset();
     channel->send(request);
     RunLoop::current()->runUntil([this] { return result || !channel->isOpen(); });
+    panel.reset();
     return result;
 }
 
@@ -94,6 +99,8 @@ void ServiceClient::take(const QJsonObject &message) {
         takeAlert(message);
     else if (type == QStringLiteral("login"))
         takeLogin(message);
+    else if (type == QStringLiteral("progress"))
+        takeProgress(message[QStringLiteral("uploads")].toArray());
     else if (type == QStringLiteral("result"))
         result = message;
     else if (type == QStringLiteral("ended"))
@@ -122,6 +129,23 @@ void ServiceClient::takeLogin(const QJsonObject &message) {
     answer(message, {{QStringLiteral("accepted"), isAccepted},
                      {QStringLiteral("username"), question.username},
                      {QStringLiteral("password"), question.password}});
+}
+
+// A volume uploads one file after the other.
+void ServiceClient::takeProgress(const QJsonArray &uploads) {
+    if (uploads.isEmpty())
+        return panel.reset();
+    if (!panel)
+        panel = interface.makeProgressPanel(QStringLiteral("VDProgressBarWindow_0"));
+    if (!panel)
+        return;
+    const QJsonObject upload = uploads.first().toObject();
+    const auto size = [&upload](const char *key) {
+        return QLocale().formattedDataSize(upload[QLatin1String(key)].toInteger());
+    };
+    panel->setFileName(VDCommonUtils::lastPathComponent(upload[QStringLiteral("path")].toString()));
+    panel->setCountText(localizedText("Cli_Uploaded", size("sent"), size("total")));
+    panel->show();
 }
 
 void ServiceClient::answer(const QJsonObject &question, QJsonObject answer) {

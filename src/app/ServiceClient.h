@@ -7,13 +7,14 @@
 #include <QString>
 
 class ControlChannel;
+class ProgressPanel;
 class UserInterface;
 
 // A command's way to the running instance, whose questions it asks here. Main thread.
 class ServiceClient {
   public:
     // The interface of the command's own terminal, not owned.
-    explicit ServiceClient(UserInterface &interface) : interface(interface) {}
+    explicit ServiceClient(UserInterface &interface);
     ~ServiceClient();
     ServiceClient(const ServiceClient &) = delete;
     ServiceClient &operator=(const ServiceClient &) = delete;
@@ -33,10 +34,12 @@ class ServiceClient {
     void take(const QJsonObject &message);
     void takeAlert(const QJsonObject &message);
     void takeLogin(const QJsonObject &message);
+    void takeProgress(const QJsonArray &uploads);
     void answer(const QJsonObject &question, QJsonObject answer);
 
     UserInterface &interface;
     std::shared_ptr<ControlChannel> channel;
+    std::unique_ptr<ProgressPanel> panel;  // null while nothing is uploaded
     bool isGreeted = false;
     bool isEnded = false;
     std::optional<QJsonObject> result;

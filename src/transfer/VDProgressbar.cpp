@@ -1,5 +1,7 @@
 #include "transfer/VDProgressbar.h"
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <mutex>
 
@@ -34,10 +36,13 @@ struct VDProgressbar::Display {
     const quint64 size;
     const std::optional<qint8> displaytype;
 
-    // Guards cmd, and is held while it is asked: nobody but its own thread may be the last to let
-    // go of a command.
-    std::mutex cmdMutex;
+    std::atomic<quint64> done{0};  // of what goes in parts
+
+    // Guards the two below, and is held while cmd is asked: nobody but its own thread may be the
+    // last to let go of a command.
+    std::mutex mutex;
     std::weak_ptr<ASWDCmdPut> cmd;
+    QString path;
 
     // The main thread's.
     std::unique_ptr<VDProgressBarWindowController> prgressWin;
@@ -48,6 +53,7 @@ struct VDProgressbar::Display {
         : size(size), displaytype(displaytype) {}
     void watch(const std::shared_ptr<ASWDCmdPut> &command);
     std::optional<qint64> sentBytes();
+    UploadProgress progress();
 
     void open(const QString &name);
     void update(quint64 bytes);
@@ -74,15 +80,22 @@ void VDProgressbar::Display::update(quint64 bytes) {
 }
 
 void VDProgressbar::Display::watch(const std::shared_ptr<ASWDCmdPut> &command) {
-    const std::lock_guard lock(cmdMutex);
+    const std::lock_guard lock(mutex);
     cmd = command;
 }
 
 std::optional<qint64> VDProgressbar::Display::sentBytes() {
-    const std::lock_guard lock(cmdMutex);
+    const std::lock_guard lock(mutex);
     const auto command = cmd.lock();
     const auto connection = command ? command->connection() : nullptr;
     return connection ? connection->processedRequestBodyBytes() : std::nullopt;
+}
+
+UploadProgress VDProgressbar::Display::progress() {
+    const qint64 total = qint64(size);
+    const qint64 sent = std::min(sentBytes().value_or(qint64(done)), total);
+    const std::lock_guard lock(mutex);
+    return {.path = path, .sent = sent, .total = total};
 }
 
 void VDProgressbar::Display::updateFromCommand() {
@@ -104,6 +117,10 @@ VDProgressbar::~VDProgressbar() {
 }
 
 void VDProgressbar::openWindowWithPath(const QString &path) {
+    {
+        const std::lock_guard lock(display->mutex);
+        display->path = path;
+    }
     VDCommonUtils::postToMainThread(
         [display = display, name = shownName(path)] { display->open(name); });
 }
@@ -132,7 +149,12 @@ void VDProgressbar::stopTimar() {
     VDCommonUtils::postToMainThread([display = display] { display->progressTimer.reset(); });
 }
 
+UploadProgress VDProgressbar::progress() const {
+    return display->progress();
+}
+
 void VDProgressbar::nextStatus(quint64 bytes) {
+    display->done = bytes;
     VDCommonUtils::postToMainThread([display = display, bytes] { display->update(bytes); });
 }
 

@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include "webdav/UploadProgress.h"
+
 class ASWDCmdPut;
 
 // The progress of one upload: for a user who has to wait, a panel with the file's name and a
@@ -27,6 +29,7 @@ class VDProgressbar {
     // So many bytes are done; without a number, as many as the command has sent.
     void nextStatus(quint64 bytes);
     void nextStatus();
+    UploadProgress progress() const;
     // Closes the panel, or keeps it from coming up. A second call does nothing.
     void finishProgress();
 

@@ -76,19 +76,36 @@ bool VDWebDAVConnect::fileUpload(const QString &localPath, const QString &server
         return uploadInParts(localPath, serverPath, lockToken, size, stopFlg, openProgress, error);
 
     std::shared_ptr<ASWDCmdPut> command = cmd;
-    std::optional<VDProgressbar> progress;
+    std::shared_ptr<VDProgressbar> progress;
     if (openProgress && size > 0) {
-        if (command) {
-            progress.emplace(size);
-        } else {
+        progress =
+            showUpload(serverPath, size, command ? std::nullopt : std::optional(kUploadDisplay));
+        if (!command)
             command = std::make_shared<ASWDCmdPut>(itemUrl(serverPath), coninfo);
-            progress.emplace(size, kUploadDisplay);
-        }
-        progress->openWindowWithPath(serverPath);
         progress->setCmd(command);
         progress->setTimer();
     }
     return uploadPartFrom(0, -1, localPath, serverPath, lockToken, command, error);
+}
+
+std::shared_ptr<VDProgressbar> VDWebDAVConnect::showUpload(const QString &serverPath, qint64 size,
+                                                           std::optional<qint8> displaytype) {
+    const auto progress = std::make_shared<VDProgressbar>(size, displaytype);
+    progress->openWindowWithPath(serverPath);
+    const std::lock_guard lock(uploadsMutex);
+    uploads.removeIf([](const auto &upload) { return upload.expired(); });
+    uploads += progress;
+    return progress;
+}
+
+QList<UploadProgress> VDWebDAVConnect::uploadsUnderWay() const {
+    const std::lock_guard lock(uploadsMutex);
+    QList<UploadProgress> underWay;
+    for (const auto &upload : uploads) {
+        if (const auto progress = upload.lock())
+            underWay += progress->progress();
+    }
+    return underWay;
 }
 
 // A file of a single byte sends no part at all, and counts as sent.
@@ -96,11 +113,9 @@ bool VDWebDAVConnect::uploadInParts(const QString &localPath, const QString &ser
                                     const QString &lockToken, qint64 size,
                                     const std::atomic<bool> *stopFlg, bool openProgress,
                                     ErrorOut error) {
-    std::optional<VDProgressbar> progress;
-    if (openProgress) {
-        progress.emplace(size, kUploadDisplay);
-        progress->openWindowWithPath(serverPath);
-    }
+    std::shared_ptr<VDProgressbar> progress;
+    if (openProgress)
+        progress = showUpload(serverPath, size, kUploadDisplay);
     const qint64 last = size - 1;
     if (last < 1)
         return true;

@@ -19,6 +19,7 @@
 #include "webdav/ContentSource.h"
 #include "webdav/RequestDialect.h"
 #include "webdav/ServerNames.h"
+#include "webdav/UploadProgress.h"
 
 class ASWDCmd;
 class ASWDCmdBase;
@@ -27,6 +28,7 @@ class ASWDCmdPut;
 class ASXMLDomParser;
 class DownloadThread;
 class UploadThread;
+class VDProgressbar;
 enum class Outcome;
 struct LockDiscovery;
 struct ServerCollectionContainer;
@@ -195,6 +197,8 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     bool fileUpload(const QString &localPath, const QString &serverPath, const QString &lockToken,
                     const std::shared_ptr<ASWDCmdPut> &cmd, const std::atomic<bool> *stopFlg,
                     bool openProgress, ErrorOut error);
+    // Those that show their progress. Any thread.
+    QList<UploadProgress> uploadsUnderWay() const;
     bool uploadPartFrom(qint64 from, qint64 to, const QString &localpath, const QString &serverPath,
                         const QString &lockToken, const std::shared_ptr<ASWDCmdPut> &cmd,
                         ErrorOut error);
@@ -298,6 +302,9 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     bool uploadInParts(const QString &localPath, const QString &serverPath,
                        const QString &lockToken, qint64 size, const std::atomic<bool> *stopFlg,
                        bool openProgress, ErrorOut error);
+    // Opens the display, and counts the upload as under way while it is held.
+    std::shared_ptr<VDProgressbar> showUpload(const QString &serverPath, qint64 size,
+                                              std::optional<qint8> displaytype);
     std::shared_ptr<VDWebDAVConnect> sharedSession();
 
     QString logText(const ASWDCmd &command, const QString &what) const;
@@ -318,4 +325,6 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     std::atomic<bool> darby{false};     // once set it stays
     std::mutex leftOutMutex;            // guards leftOutFolders
     QSet<QString> leftOutFolders;       // whose left-out names have been logged
+    mutable std::mutex uploadsMutex;    // guards uploads
+    QList<std::weak_ptr<VDProgressbar>> uploads;
 };

@@ -1,9 +1,12 @@
 """Questions are asked in the terminal of the command that caused them."""
+import contextlib
 import os
 import pty
 import re
 import select
 import signal
+import socket
+import threading
 import time
 
 import trees
@@ -130,6 +133,75 @@ class Questions(VolumeTest):
                     self.assertNotIn(b"secret", file.read())
         user.velmoradisk("mount", "Kept")
         self.assertTrue(is_mounted(volume))
+
+
+class SlowLine:
+    """A way to a server on which big requests stop half-way until it is let go."""
+    PASSED = 1 << 20
+
+    def __init__(self, server):
+        self.port = server.port
+        self.open = threading.Event()
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 16)
+        self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}/"
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def close(self):
+        self.open.set()
+        self.listener.shutdown(socket.SHUT_RDWR)
+        self.listener.close()
+
+    def serve(self):
+        with contextlib.suppress(OSError):
+            while True:
+                here, _ = self.listener.accept()
+                there = socket.create_connection(("127.0.0.1", self.port))
+                for ways in ((here, there, True), (there, here, False)):
+                    threading.Thread(target=self.carry, args=ways, daemon=True).start()
+
+    def carry(self, source, target, is_request):
+        passed = 0
+        with contextlib.suppress(OSError), source, target:
+            while data := source.recv(1 << 16):
+                passed += len(data)
+                if is_request and passed > self.PASSED:
+                    self.open.wait()
+                target.sendall(data)
+
+
+class Progress(VolumeTest):
+    def begin_unmount(self, user):
+        terminal = Terminal(user, "unmount", "V")
+        if "in use" not in terminal.expect("written to “V”|in use.*\n"):
+            return terminal
+        return terminal.exit_code() and None
+
+    def test_a_slow_upload_is_shown_to_everybody_who_waits(self):
+        user = self.user(True)
+        folder = self.folder()
+        line = SlowLine(self.server(Apache, folder))
+        self.addCleanup(line.close)
+        volume = user.mount_point("V")
+        total = 24 << 20
+        mounting = Terminal(user, "mount", line.url, "--name", "V", "--mount-point", volume, "--foreground")
+        mounting.expect("mounted")
+        user.run("sh", "-c", f"head -c {total} /dev/zero > {volume}/big")
+        mounting.expect(r"\r\x1b\[K\S*big \(\d+% uploaded\)")
+        # Whoever looks at the volume meanwhile has to wait as well, and keeps it in use.
+        unmounting = await_true(lambda: self.begin_unmount(user), 30, "the beginning of the unmount")
+        unmounting.expect(r"big \([\d.]+ MiB of 24\S* MiB uploaded\)")
+        shown, = user.status()["mounts"]
+        upload, = shown["uploads"]
+        self.assertEqual((shown["state"], shown["size"]), ("unmounting", None))
+        self.assertEqual((upload["path"], upload["total"]), ("/big", total))
+        self.assertTrue(line.PASSED < upload["sent"] < total, upload)
+        self.assertRegex(user.velmoradisk("status").stdout, r"Uploading: /big \([\d.]+ MiB of 24\S* MiB uploaded\)")
+        line.open.set()
+        for terminal in (unmounting, mounting):
+            self.assertEqual(terminal.exit_code(), 0, terminal.screen)
+            self.assertTrue(terminal.screen.endswith("\r\x1b[K"), terminal.screen)
+        self.assertEqual(os.path.getsize(os.path.join(folder, "big")), total)
 
 
 signal.signal(signal.SIGTTOU, signal.SIG_IGN)

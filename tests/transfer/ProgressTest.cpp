@@ -2,10 +2,13 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QTimer>
 
 #include "TransferFixture.h"
 #include "platform/ui/UserInterface.h"
+#include "support/WaitFor.h"
 #include "transfer/VDProgressbar.h"
+#include "webdav/ASWDCmdUpload.h"
 
 using namespace std::chrono_literals;
 
@@ -91,6 +94,30 @@ TEST_F(Progress, PartsTellTheirLastByteAndAQuickUploadShowsNothing) {
               (QStringList{"window VDProgressBarWindow_0", "name f", "value 0",
                            "(0% ProgressBar_1)", "value 30", "(30% ProgressBar_2)", "value 70",
                            "(70% ProgressBar_2)", "value 90", "(90% ProgressBar_2)", "close"}));
+}
+
+// Whoever waits for uploads looks at them from another thread, and may break one off.
+TEST_F(Progress, AnUploadIsToldWhileItRunsAndFailsWhenItIsCancelled) {
+    start(Standard);
+    server.fault({.method = "PUT", .delay = 20s});
+    const QString local = localFile("0123456789");
+    const auto command = std::make_shared<ASWDCmdPut>(session->itemUrl("/a/f"), session->coninfo);
+    bool succeeded = true;
+    std::jthread worker([&] {
+        succeeded = session->fileUpload(local, "/a/f", {}, command, nullptr, true, &failure);
+    });
+    QTimer beat;
+    beat.start(5ms);
+    EXPECT_TRUE(waitFor([&] {
+        const auto uploads = session->uploadsUnderWay();
+        return uploads.size() == 1 && uploads[0].path == "/a/f" && uploads[0].sent == 10 &&
+               uploads[0].total == 10;
+    }));
+    command->cancel();
+    worker.join();
+    EXPECT_FALSE(succeeded);
+    EXPECT_TRUE(failure);
+    EXPECT_TRUE(session->uploadsUnderWay().isEmpty());
 }
 
 TEST_F(Progress, TimerWatchesASlowUploadUntilThePanelComesUp) {

@@ -1,6 +1,7 @@
 // mount and unmount.
 
 #include <QJsonArray>
+#include <QTimer>
 
 #include "app/AppDelegate.h"
 #include "app/ConnectionUrl.h"
@@ -15,6 +16,8 @@
 #include "platform/system/DeadMounts.h"
 
 namespace {
+
+constexpr int kUnexplainedWait = 1000;  // milliseconds
 
 bool isUrl(const QString &text) {
     return text.contains(QStringLiteral("://"));
@@ -173,6 +176,11 @@ int unmount(const Invocation &invocation) {
     if (!client.reachRunning())
         return clearDeadMount(target) ? kDone
                                       : invocation.fail(localizedText("Cli_NotMounted", typed));
+    QTimer explanation;
+    explanation.setSingleShot(true);
+    QObject::connect(&explanation, &QTimer::timeout, &explanation,
+                     [&] { invocation.console.complain(localizedText("Cli_Unmounting", typed)); });
+    explanation.start(kUnexplainedWait);
     const auto result = client.request({{QStringLiteral("command"), QStringLiteral("unmount")},
                                         {QStringLiteral("target"), target},
                                         {QStringLiteral("force"), invocation.has("force")}});

@@ -2,8 +2,9 @@
 
 #include <chrono>
 #include <future>
+#include <linux/magic.h>
 #include <memory>
-#include <sys/statvfs.h>
+#include <sys/vfs.h>
 #include <thread>
 
 #include <QDateTime>
@@ -26,6 +27,7 @@
 namespace {
 
 const QString kDead = QStringLiteral("dead");
+const QString kUnmounting = QStringLiteral("unmounting");
 constexpr std::chrono::seconds kSpaceLimit(2);
 
 struct Space {
@@ -39,11 +41,13 @@ std::future<std::optional<Space>> askSpace(const QString &mountPoint) {
     auto answer = std::make_shared<std::promise<std::optional<Space>>>();
     std::future<std::optional<Space>> space = answer->get_future();
     std::thread([answer, path = QFile::encodeName(mountPoint)] {
-        struct statvfs told;
+        struct statfs told;
         const auto unit = [&told](fsblkcnt_t blocks) {
             return qint64(blocks) * qint64(told.f_frsize);
         };
-        const bool answered = statvfs(path.constData(), &told) == 0;
+        // A volume that is being unmounted has left the folder to the disk below.
+        const bool answered =
+            statfs(path.constData(), &told) == 0 && told.f_type == FUSE_SUPER_MAGIC;
         if (answered && unit(told.f_blocks) != qint64(kUnknownVolumeSize))
             answer->set_value(Space{unit(told.f_blocks), unit(told.f_bavail)});
         else
@@ -80,6 +84,12 @@ QString sizeText(const QJsonValue &bytes) {
     return QLocale().formattedDataSize(bytes.toInteger());
 }
 
+QString uploadText(const QJsonObject &upload) {
+    return upload[QStringLiteral("path")].toString() + QLatin1Char(' ') +
+           localizedText("Cli_Uploaded", sizeText(upload[QStringLiteral("sent")]),
+                         sizeText(upload[QStringLiteral("total")]));
+}
+
 // What `unmount` takes for a volume that no instance knows: its connection's name, else its place.
 QString nameAt(const QString &mountPoint) {
     const QStringList names =
@@ -108,7 +118,16 @@ void printMount(const QJsonObject &mount, Console &console) {
         QDateTime::fromString(mount[QStringLiteral("since")].toString(), Qt::ISODate);
     line("Cli_Status_Since", since.isValid() ? VDCommonUtils::getStringForShow(since)
                                              : localizedText("Cli_Status_Mounting"));
+    const bool isUnmounting = mount[QStringLiteral("state")] == kUnmounting;
+    if (isUnmounting)
+        console.print(QStringLiteral("  ") + localizedText("Cli_Status_Unmounting"));
+    const QJsonArray uploads = mount[QStringLiteral("uploads")].toArray();
+    for (const auto &upload : uploads)
+        line("Cli_Status_Uploading", uploadText(upload.toObject()));
     const QJsonValue size = mount[QStringLiteral("size")];
+    // Nor does a volume answer while it uploads.
+    if (size.isNull() && (isUnmounting || !uploads.isEmpty()))
+        return;
     line("Cli_Status_Space",
          size.isNull() ? localizedText("Cli_Status_NoAnswer")
                        : localizedText("Cli_Status_Sizes", sizeText(mount[QStringLiteral("used")]),
@@ -122,7 +141,8 @@ QJsonArray deadMounts() {
     for (const QString &place : places) {
         QJsonObject mount{{QStringLiteral("name"), nameAt(place)},
                           {QStringLiteral("mountPoint"), place},
-                          {QStringLiteral("state"), kDead}};
+                          {QStringLiteral("state"), kDead},
+                          {QStringLiteral("uploads"), QJsonArray()}};
         for (const char *unknown : {"server", "user", "since", "size", "used", "free"})
             mount[QLatin1String(unknown)] = QJsonValue();
         result += mount;

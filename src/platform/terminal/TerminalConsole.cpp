@@ -15,6 +15,11 @@ namespace {
 
 constexpr qsizetype kLineLimit = 64 * 1024;  // bytes
 
+// A line that goes over the edge can't be cleared, so what doesn't fit is left out.
+const QByteArray kLineClear = "\r\033[K";
+const QByteArray kWrapOff = "\033[?7l";
+const QByteArray kWrapOn = "\033[?7h";
+
 void writeAll(int fd, const QByteArray &text) {
     qsizetype done = 0;
     while (done < text.size()) {
@@ -102,16 +107,29 @@ Line typedLine(int messages, const QByteArray &prompt, bool isSecret) {
 TerminalConsole::TerminalConsole() : messages(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {}
 
 TerminalConsole::~TerminalConsole() {
+    showProgress({});
     close(messages);
 }
 
 void TerminalConsole::print(const QString &line) {
+    showProgress({});
     writeAll(STDOUT_FILENO, harmless(line) + '\n');
 }
 
 void TerminalConsole::complain(const QString &line) {
+    showProgress({});
     writeAll(messages,
              QByteArrayLiteral("velmoradisk: ") + harmless(withoutBlankLines(line)) + '\n');
+}
+
+void TerminalConsole::showProgress(const QString &line) {
+    const bool canRewrite = isatty(messages) && qgetenv("TERM") != "dumb";
+    if (!canRewrite || isAsking || (line.isNull() && !isProgressShown))
+        return;
+    isProgressShown = !line.isNull();
+    writeAll(messages, kLineClear);
+    if (isProgressShown)
+        writeAll(messages, kWrapOff + harmless(line.simplified()) + kWrapOn);
 }
 
 bool TerminalConsole::canAsk() const {
@@ -129,7 +147,10 @@ std::optional<QString> TerminalConsole::askSecret(const QString &text) {
 std::optional<QString> TerminalConsole::prompt(const QString &text, bool isSecret) {
     if (!canAsk())
         return std::nullopt;
+    showProgress({});
+    isAsking = true;
     Line line = typedLine(messages, harmless(text), isSecret);
+    isAsking = false;
     if (line.signal != 0) {
         writeAll(messages, "\n");
         // It was meant for the program, and is served now that the terminal is in order.

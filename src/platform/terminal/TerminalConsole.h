@@ -14,6 +14,8 @@ class TerminalConsole : public Console {
 
     void print(const QString &line) override;
     void complain(const QString &line) override;
+    // On a terminal that can rewrite a line.
+    void showProgress(const QString &line) override;
     // Both standard input and standard error are a terminal.
     bool canAsk() const override;
     std::optional<QString> ask(const QString &prompt) override;
@@ -24,4 +26,6 @@ class TerminalConsole : public Console {
     std::optional<QString> prompt(const QString &text, bool isSecret);
 
     int messages;
+    bool isProgressShown = false;
+    bool isAsking = false;
 };

@@ -13,6 +13,9 @@ class Console {
     virtual void print(const QString &line) = 0;
     // A message, to standard error.
     virtual void complain(const QString &line) = 0;
+    // One line in place of the last one of these, until the next message; null takes it away. Only
+    // where somebody looks.
+    virtual void showProgress(const QString &line) = 0;
     // Whether somebody can answer a question.
     virtual bool canAsk() const = 0;
     // One line of an answer; nothing when it was cancelled or nobody can answer.

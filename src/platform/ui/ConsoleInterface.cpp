@@ -77,7 +77,5 @@ bool ConsoleInterface::runLogin(LoginQuestion &question) {
 }
 
 std::unique_ptr<ProgressPanel> ConsoleInterface::makeProgressPanel(const QString &) {
-    if (!console.canAsk())
-        return nullptr;
     return std::make_unique<ConsoleProgressPanel>(console);
 }

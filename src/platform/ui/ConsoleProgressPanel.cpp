@@ -1,20 +1,25 @@
 #include "platform/ui/ConsoleProgressPanel.h"
 
+#include <utility>
+
 #include "platform/ui/Console.h"
 
 void ConsoleProgressPanel::setCountText(const QString &text) {
-    if (text == countText)
-        return;
     countText = text;
-    if (visible)
-        print();
+    draw();
 }
 
 void ConsoleProgressPanel::show() {
     visible = true;
-    print();
+    draw();
 }
 
-void ConsoleProgressPanel::print() {
-    console.complain(fileName + QLatin1Char(' ') + countText);
+void ConsoleProgressPanel::close() {
+    if (std::exchange(visible, false))
+        console.showProgress({});
+}
+
+void ConsoleProgressPanel::draw() {
+    if (visible)
+        console.showProgress(fileName + QLatin1Char(' ') + countText);
 }

@@ -4,19 +4,21 @@
 
 class Console;
 
-// A line each time the count changes, once shown.
+// The console's line of progress. It takes less room than a window, and doesn't wait to be shown
+// where there is progress to tell.
 class ConsoleProgressPanel : public ProgressPanel {
   public:
     explicit ConsoleProgressPanel(Console &console) : console(console) {}
+    ~ConsoleProgressPanel() override { close(); }
 
     void setFileName(const QString &name) override { fileName = name; }
-    void setValue(double) override {}
+    void setValue(double percent) override { visible = visible || percent > 0; }
     void setCountText(const QString &text) override;
     void show() override;
-    void close() override { visible = false; }
+    void close() override;
 
   private:
-    void print();
+    void draw();
 
     Console &console;
     QString fileName;
