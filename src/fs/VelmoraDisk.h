@@ -149,11 +149,13 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     void releaseReader(const QString &path, const EntryPtr &entry, UserData &handle);
     // False where the upload failed.
     bool releaseWriter(const QString &path, const EntryPtr &entry, UserData &handle);
+    // Sends the file; what the server has then.
     bool upload(const QString &path, WebDavResourceCache &entry, const UserData &handle,
-                UploadFailure *failure);
+                UploadFailure *failure, std::shared_ptr<WebDavResource> *stored);
     bool retakeLock(const QString &path, WebDavResourceCache &entry, const UserData &handle);
     bool isQuotaFull();
-    bool takeFreshRecord(const QString &path, WebDavResourceCache &entry);
+    void takeFreshRecord(const QString &path, WebDavResourceCache &entry,
+                         const std::shared_ptr<WebDavResource> &fresh);
     void giveUpUpload(const QString &path, const EntryPtr &entry, const UserData &handle,
                       const UploadFailure &failure);
     void deleteIfEmpty(const QString &path);

@@ -50,6 +50,7 @@ AttributeFailure attributeFailure(const Error &error, const std::function<bool()
 constexpr std::chrono::duration<double> kRecordLife(MetaDataCache::kMetaDataValidTime);
 
 constexpr int kNotFound = 6;
+constexpr int kParseFailure = 15;
 constexpr int kBadRequest = 18;
 
 }  // namespace
@@ -193,7 +194,13 @@ std::shared_ptr<AttributeMap> VelmoraDisk::attributesOfItemAtPath(const QString 
 }
 
 std::shared_ptr<WebDavResource> VelmoraDisk::resourceFromServer(const QString &path) {
-    return WebDavResource::createWebDAVItem(*DAVConnection, DAVConnection->serverUrl, path);
+    auto resource =
+        WebDavResource::createWebDAVItem(*DAVConnection, DAVConnection->serverUrl, path);
+    // Taken for the empty file that it looks like, it would be read as one, and a write would cut
+    // the real one on the server.
+    if (!resource->error && resource->incomplete)
+        resource->error = Error{kConnectErrorDomain, kParseFailure, {}};
+    return resource;
 }
 
 // What the server told holds for the cache's few seconds, however often it is asked for meanwhile:

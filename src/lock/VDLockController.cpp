@@ -100,6 +100,9 @@ std::shared_ptr<LockDiscovery> VDLockController::lock(
     const bool locked = takeOnServer(path, known ? known : given, &taken, &failure);
     if (!locked && !(failure && failure->isPosix())) {
         lockCountMap[key] = 0;
+        // Taken, but the marking that goes with it failed: nobody else would release it.
+        if (taken)
+            con->fileUnlock(path, taken, nullptr);
         setError(error, Error::errorWithPOSIXCode(failure ? posixCodeOf(*failure) : EACCES));
         return nullptr;
     }

@@ -78,11 +78,9 @@ CommandPtr askProperties(VDWebDAVConnect &session, const QString &path, ErrorOut
                                    {{kCheckWritable, QStringLiteral("")}}, error);
 }
 
-// The vendor's server is taken at its word. From another one, an answer that breaks off or isn't a
-// multi-status would show a file of size 0 in the place of the real item.
-bool isReadable(const ASXMLDomParser &parser, const VDWebDAVConnect &session) {
-    if (session.dialect().toleratesBrokenXml())
-        return true;
+// An answer that breaks off or isn't a multi-status shows a file of size 0 in the place of the real
+// item.
+bool isWhole(const ASXMLDomParser &parser) {
     return !parser.error && parser.rootElement &&
            parser.rootElement->findFirstName(QStringLiteral("response"));
 }
@@ -100,13 +98,15 @@ std::shared_ptr<WebDavResource> WebDavResource::createWebDAVItem(VDWebDAVConnect
         return failedRead(*failure);
 
     ASXMLDomParser parser;
-    if (!parser.parse(command->responseBody) || !isReadable(parser, session))
+    if (!parser.parse(command->responseBody) ||
+        !(isWhole(parser) || session.dialect().toleratesBrokenXml()))
         return failedRead({kConnectErrorDomain,
                            kParseFailure,
                            {{QStringLiteral("OUTPUT"), QStringLiteral("Failure XML PARSE")}}});
 
     const auto resource = parsePropertyXML(
         parser, session.isVelmora() ? LockReading::onlyWithText : LockReading::always);
+    resource->incomplete = !isWhole(parser);
     const QVariant writable =
         VDCommonUtils::getObjectFromDictionaryIgnoreCase(command->responseHeader(), kCheckWritable);
     if (writable.toString() == u"false")

@@ -47,6 +47,8 @@ struct WebDavResource {
     bool permissionReadOnly = false;
     std::shared_ptr<AttributeMap> extendAttrs;
     std::optional<Error> error;
+    // The answer broke off or told of no item: what isn't set is unknown.
+    bool incomplete = false;
     bool isWebDelivery = false;
     bool isSuspend = false;
     QString encryptsha;
