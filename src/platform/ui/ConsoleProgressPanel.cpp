@@ -10,8 +10,8 @@ void ConsoleProgressPanel::setCountText(const QString &text) {
 }
 
 void ConsoleProgressPanel::show() {
-    visible = true;
-    draw();
+    if (!std::exchange(visible, true))
+        draw();
 }
 
 void ConsoleProgressPanel::close() {
