@@ -73,6 +73,8 @@ class VDWebDAVConnect::UnderWay {
         if (!kReadingMethods.contains(command.protocol()))
             return;
         const std::lock_guard guard(session.underWayMutex);
+        if (session.neededReads > 0)
+            return;
         session.underWay.insert(&command);
         if (session.readingStopped)
             command.cancel();
@@ -88,6 +90,16 @@ class VDWebDAVConnect::UnderWay {
     VDWebDAVConnect &session;
     ASWDCmd &command;
 };
+
+VDWebDAVConnect::NeededRead::NeededRead(VDWebDAVConnect &session) : session(session) {
+    const std::lock_guard guard(session.underWayMutex);
+    ++session.neededReads;
+}
+
+VDWebDAVConnect::NeededRead::~NeededRead() {
+    const std::lock_guard guard(session.underWayMutex);
+    --session.neededReads;
+}
 
 void VDWebDAVConnect::stopReading() {
     const std::lock_guard guard(underWayMutex);

@@ -85,8 +85,18 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     // not that it worked. False with no error set when it never started.
     bool execute(ASWDCmd &command, ErrorOut error);
     // For good, and from any thread: requests that only read fail, those under way and those to
-    // come.
+    // come, unless they are needed to save something.
     void stopReading();
+    class NeededRead {
+      public:
+        explicit NeededRead(VDWebDAVConnect &session);
+        ~NeededRead();
+        NeededRead(const NeededRead &) = delete;
+        NeededRead &operator=(const NeededRead &) = delete;
+
+      private:
+        VDWebDAVConnect &session;
+    };
     QString connectLog(const ASWDCmd &command, ErrorOut error) const;
     bool cmdLog(const ASWDCmd &command, ErrorOut error) const;
     QString replaceUserPath(const QString &url) const;
@@ -317,8 +327,9 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     class UnderWay;
 
     bool velmora = false;
-    std::mutex underWayMutex;  // guards the two below
+    std::mutex underWayMutex;  // guards the three below
     bool readingStopped = false;
+    int neededReads = 0;
     QSet<ASWDCmd *> underWay;           // those that only read
     mutable std::mutex ownTokensMutex;  // guards ownTokens
     QHash<QString, QUrl> ownTokens;     // of the locks this session holds, and what they are on
