@@ -60,8 +60,9 @@ void MetaDataCache::renameFrom(const QString &from, const QString &to) {
     const QString newPath = cacheKey(to);
     const std::lock_guard lock(metasync);
     for (const QString &key : keysAtOrBelow(oldPath)) {
-        // Every occurrence, also one further inside the key.
-        const QString newKey = QString(key).replace(oldPath, newPath);
+        // In front alone: with the name that occurs again further inside, the record of a file in
+        // a folder of its own name would become another file's.
+        const QString newKey = newPath + key.mid(oldPath.size());
         const RecordPtr record = getMetaData(key);
         if (!record) {
             removeMetaData(newKey);
