@@ -1,6 +1,8 @@
 // From a chosen connection to its volume and back.
 
+#include <chrono>
 #include <pwd.h>
+#include <thread>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -39,6 +41,23 @@ QString localUserName() {
 QString iconPath() {
     return QCoreApplication::applicationDirPath() +
            QStringLiteral("/../share/velmoradisk/velmoradisk.icns");
+}
+
+// A program that has just ended, or one that asks for the volume's space, uses it a moment longer.
+std::optional<Error> unmountWithPatience(GMUserFileSystem &host,
+                                         GMUserFileSystem::UnmountMode mode) {
+    constexpr int kAttempts = 20;
+    constexpr std::chrono::milliseconds kPause(50);
+    for (int attempt = 1;; ++attempt) {
+        std::optional<Error> error;
+        if (host.unmount(mode, &error))
+            return std::nullopt;
+        if (!error)
+            error = Error::errorWithPOSIXCode(EIO);
+        if (attempt == kAttempts || !error->is(kPosixDomain, EBUSY))
+            return error;
+        std::this_thread::sleep_for(kPause);
+    }
 }
 
 }  // namespace
@@ -94,8 +113,8 @@ void AppDelegate::unmountVelmora(const QString &name, GMUserFileSystem::UnmountM
     const auto error = std::make_shared<std::optional<Error>>();
     runAside(
         [host = fsList.value(name), mode, error]() mutable {
-            if (host && !host->unmount(mode, error.get()) && !*error)
-                *error = Error::errorWithPOSIXCode(EIO);
+            if (host)
+                *error = unmountWithPatience(*host, mode);
             host.reset();
         },
         [name, error, refused = std::move(refused)] {
