@@ -24,6 +24,7 @@ namespace {
 
 constexpr int kNotFound = 6;
 constexpr int kUnexpectedStatus = 13;
+constexpr int kParseFailure = 15;
 
 void closeNode(WebDavResourceCache &entry) {
     if (entry.file_node >= 0)
@@ -35,6 +36,14 @@ void closeNode(WebDavResourceCache &entry) {
 QString tokenOf(const WebDavResource &resource) {
     const auto lock = resource.lockDiscovery;
     return lock && !lock->locktoken.isEmpty() ? lock->locktoken : QString();
+}
+
+// Somebody between, a login page for one, may answer well what never came to the server. No answer
+// at all denies nothing.
+bool deniesUpload(const WebDavResource &stored, qint64 size) {
+    if (stored.error)
+        return stored.error->code == kNotFound || stored.error->code == kParseFailure;
+    return stored.fileSize != size;
 }
 
 // The condition that names our lock didn't hold: the server has forgotten it.
@@ -153,14 +162,11 @@ bool VelmoraDisk::upload(const QString &path, WebDavResourceCache &entry, const 
                    retakeLock(path, entry, handle) && send());
     if (!isSent)
         return false;
-    // Somebody between may answer well what never came to the server.
     *stored = resourceFromServer(path);
-    const bool isMissing = (*stored)->error && (*stored)->error->code == kNotFound;
-    if (isMissing || (!(*stored)->error && (*stored)->fileSize != QFileInfo(source).size())) {
-        failure->error = Error{kConnectErrorDomain, kUnexpectedStatus, {}};
-        return false;
-    }
-    return true;
+    if (!deniesUpload(**stored, QFileInfo(source).size()))
+        return true;
+    failure->error = Error{kConnectErrorDomain, kUnexpectedStatus, {}};
+    return false;
 }
 
 // Only for the version of the file that was opened.
@@ -168,6 +174,7 @@ bool VelmoraDisk::retakeLock(const QString &path, WebDavResourceCache &entry,
                              const UserData &handle) {
     if (lockCtr->isLock(path) ? !lockCtr->retake(path) : !lockCtr->lock(path, nullptr, nullptr))
         return false;
+    const VDWebDAVConnect::NeededRead needed(*DAVConnection);
     const auto current = resourceFromServer(path);
     const bool isMissing = current->error && current->error->code == kNotFound;
     const bool isCreated = handle.opentype & UserData::kCreated;

@@ -23,8 +23,6 @@ TEST_F(Reading, WhatCannotBeOpened) {
         int expected;
     } cases[] = {
         {"/file", O_RDONLY, 0},
-        {"/file", O_WRONLY, EROFS},
-        {"/file", O_RDWR, EROFS},
         {"/missing", O_RDONLY, ENOENT},
         {"/forbidden", O_RDONLY, EACCES},
         {"/" + longest, O_RDONLY, 0},

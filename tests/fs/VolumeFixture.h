@@ -3,14 +3,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <QTemporaryDir>
+
 #include "fs/VelmoraDisk.h"
 #include "http/ASHttpConnectInfo.h"
 #include "support/TestServer.h"
 #include "webdav/VDWebDAVConnect.h"
 
-// A volume over the test server, called as its host would call it.
+// A volume over the test server, called as its host would call it, in a home of its own.
 class VolumeFixture : public testing::Test {
   protected:
+    VolumeFixture() { qputenv("HOME", home.path().toUtf8()); }
+    ~VolumeFixture() override { qputenv("HOME", commonHome); }
+
     // Logs in; to be called once the server is as the test wants it.
     void connect() {
         session =
@@ -103,6 +108,8 @@ class VolumeFixture : public testing::Test {
         return list;
     }
 
+    const QByteArray commonHome = qgetenv("HOME");
+    const QTemporaryDir home;
     TestServer server;
     std::shared_ptr<VDWebDAVConnect> session;
     std::shared_ptr<VelmoraDisk> disk;
