@@ -1,4 +1,4 @@
-"""Times the same work on every peer over one Apache, and prints a line for each benchmark with the ratio ours/rclone."""
+"""Times the same work on both peers over one Apache; a line for each benchmark, with the ratio ours/rclone."""
 import argparse
 import contextlib
 import os
