@@ -184,6 +184,9 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     const std::shared_ptr<VDLockController> lockCtr;
     const std::unique_ptr<CacheController> cacheCtr;
     QString lastAccessFilepath = QStringLiteral("/");  // last path opened or created
+    // Paths that a program closed and the server didn't take, until they are moved, removed or
+    // sent.
+    QSet<QString> failedUploads;
     QString topFolderType;  // of the server's root; null until it is known
 
     // What the last listing told of its names; decomposed, as the cache keys are.

@@ -104,6 +104,10 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
         return fail(EINVAL, error);
     if (isCannotWrite(path) || isCannotWrite(toPath))
         return fail(EROFS, error);
+    // Programs save under a name of its own and move that over the file. What the server has under
+    // that name, an empty file maybe, isn't what was saved.
+    if (failedUploads.remove(path))
+        return fail(EIO, error);
     const Ticket source(*accessCol, path);
     const Ticket target(*accessCol, toPath);
     const EntryPtr entry = metaDataCache->getMetaData(path);
@@ -225,6 +229,7 @@ bool VelmoraDisk::removeItemAtPath(const QString &path, ErrorOut error) {
     removeLocalItem(virtualStoreCtl->getVirtualPath(path));
     if (!removeOnServer(path, error))
         return false;
+    failedUploads.remove(path);
     if (isOpen)
         detach(path, entry);
     removeSubItemAtPath(path);

@@ -110,6 +110,7 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
     }
     closeNode(*entry);
     if (isChanged) {
+        failedUploads.remove(path);
         UnsentFiles::clearMark(virtualStoreCtl->getVirtualPath(path));
         takeFreshRecord(path, *entry, stored);
     }
@@ -202,6 +203,9 @@ void VelmoraDisk::takeFreshRecord(const QString &path, WebDavResourceCache &entr
         return;
     }
     entry.setWebDavResource(fresh);
+    // Without a lock somebody else may have written between.
+    const auto lock = lockCtr->getDiscovery(path);
+    entry.localVersion = lock && lock->isLock ? fresh->etag : QString();
 }
 
 void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const UserData &handle,
@@ -229,6 +233,7 @@ void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const
         VDModelessMessage::ShowMessageModeless(text, localizedText("Common_Error_Title"),
                                                connectionName);
     rescue(path, entry->file_node);
+    failedUploads.insert(path);
     closeNode(*entry);
     entry->streamActive = false;
     entry->detached = true;

@@ -370,6 +370,26 @@ TEST_F(Faulty, AFailedCloseBesideAnotherWriter) {
     expectNoLocks({"/file"});
 }
 
+// As editors save. The server was away at the close and is back for the move, and the empty file
+// that the lock had made is still there.
+TEST_F(Faulty, AFailedSaveIsNotMovedOverTheFile) {
+    server.addFile("/file", kOriginal);
+    connect();
+    const HandlePtr handle = create("/file.tmp");
+    EXPECT_EQ(write("/file.tmp", handle, 0, "new"), 3);
+    for (const char *method : {"PUT", "DELETE"})
+        server.fault({.method = method, .times = Fault::kAlways, .close = true});
+    release("/file.tmp", handle);
+    server.clearFaults();
+    EXPECT_TRUE(namedCopies().contains("new"));
+    EXPECT_FALSE(disk->moveItemAtPath("/file.tmp", "/file", &failure));
+    EXPECT_EQ(code(), EIO);
+    EXPECT_EQ(server.content("/file"), kOriginal);
+    EXPECT_EQ(put("/file.tmp", "newer"), 0);
+    EXPECT_TRUE(disk->moveItemAtPath("/file.tmp", "/file", &failure));
+    EXPECT_EQ(server.content("/file"), "newer");
+}
+
 // Somebody cleans up the home, the local store with it.
 TEST_F(Faulty, TheLocalStoreGoesUnderAnOpenFile) {
     server.addFile("/dir/file", kOriginal);
