@@ -27,6 +27,12 @@ bool endsUnlocking(const Error &error) {
     return codes.contains(error.code);
 }
 
+// The server was in trouble when it was asked to release the lock.
+bool mayStillHold(const Error &error) {
+    static const QSet<int> codes = {0, 11, 12};
+    return codes.contains(error.code);
+}
+
 // Null: the item is gone, and with it the lock; nobody need be told.
 const char *renewalMessage(const Error &error) {
     static const QMap<int, const char *> keys = {
@@ -136,6 +142,13 @@ void VDLockController::releaseOnServer(const QString &key, ErrorOut error) {
     con->fileUnlock(requestPaths.value(key), lockDic.value(key), error);
 }
 
+void VDLockController::leave(const QString &key, const std::optional<Error> &failure) {
+    const LockPtr lock = lockDic.value(key);
+    if (failure && mayStillHold(*failure) && lock && lock->isLock)
+        leftLocks.append({con->itemUrl(requestPaths.value(key)), lock->locktoken});
+    forget(key);
+}
+
 void VDLockController::forget(const QString &key) {
     if (const LockPtr lock = lockDic.take(key))
         lock->isLock = false;
@@ -168,7 +181,7 @@ bool VDLockController::unlock(const QString &path, ErrorOut) {
     releaseOnServer(key, &failure);
     if (failure && !endsUnlocking(*failure))
         return false;
-    forget(key);
+    leave(key, failure);
     return true;
 }
 
@@ -217,8 +230,8 @@ bool VDLockController::isRunning() const {
 }
 
 void VDLockController::fileLockThread() {
-    releaseLeft();
     while (isRunning()) {
+        releaseLeft();
         renewDueLocks();
         std::unique_lock guard(threadState);
         disposed.wait_for(guard, timing.pauseBetweenPasses, [this] { return !loop; });
@@ -284,6 +297,7 @@ std::optional<Error> VDLockController::renew(const QString &key) {
 
 // The tables stay as they are, for whoever still asks.
 void VDLockController::releaseAll() {
+    releaseLeft();
     QStringList held;
     {
         const std::lock_guard monitor(syncObj);
@@ -297,7 +311,10 @@ void VDLockController::releaseAll() {
         releaseOnServer(key, &failure);
         if (!failure || endsUnlocking(*failure))
             journal.remove(key);
+        if (failure && mayStillHold(*failure))
+            leftLocks.append({con->itemUrl(requestPaths.value(key)), lockDic[key]->locktoken});
     }
+    releaseLeft();
 }
 
 // Before anything is locked, since the same file may be opened again at once.

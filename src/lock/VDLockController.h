@@ -102,7 +102,10 @@ class VDLockController {
     bool takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken, ErrorOut error);
     void releaseOnServer(const QString &key, ErrorOut error);
     void forget(const QString &key);
-    // Those that dead processes left on this server.
+    // The same after the answer to its release: where the server may hold the lock still, it is
+    // tried again later. Until then nobody could write the file, this client least of all.
+    void leave(const QString &key, const std::optional<Error> &failure);
+    // Those that dead processes left on this server, or that it failed to release.
     void releaseLeft();
     // Keys with a record at the path and below it.
     QStringList heldAtOrBelow(const QString &path) const;
@@ -123,7 +126,7 @@ class VDLockController {
     QMap<QString, unsigned> lockCountMap;  // 0: the last attempt failed
     QMap<QString, QString> requestPaths;   // as the first holder spelled them
     LockJournal journal;
-    QList<HeldLock> leftLocks;  // of dead processes, not released yet
+    QList<HeldLock> leftLocks;  // not counted by anybody, not released yet
 
     // Guards the following; taken after syncObj, never held for long.
     mutable std::mutex threadState;

@@ -89,9 +89,10 @@ VDLockController::LockPtr VDLockController::presentable(const LockPtr &lock) con
 void VDLockController::releaseAtOrBelow(const QString &path) {
     const std::lock_guard monitor(syncObj);
     for (const QString &key : heldAtOrBelow(path)) {
+        std::optional<Error> failure;
         if (lockDic.value(key))
-            releaseOnServer(key, nullptr);
-        forget(key);
+            releaseOnServer(key, &failure);
+        leave(key, failure);
     }
 }
 

@@ -197,6 +197,16 @@ TEST_F(VDLockControllerTest, ALockThatTheServerMayStillHoldStaysAndIsRenewed) {
     EXPECT_FALSE(locks->isLock(kPath));
 }
 
+TEST_F(VDLockControllerTest, WhatAServerInTroubleKeptIsReleasedBeforeTheNextLock) {
+    start();
+    lock();
+    server.fault({.method = "UNLOCK", .status = 500});
+    EXPECT_TRUE(locks->unlock(kPath, nullptr));
+    EXPECT_FALSE(locks->isLock(kPath));
+    EXPECT_TRUE(lock());
+    EXPECT_EQ(server.countOf("UNLOCK"), 2);
+}
+
 TEST_F(VDLockControllerTest, DisposingReleasesEveryLock) {
     start();
     server.addFile("/b", "x");
