@@ -4,21 +4,18 @@ As a command:  scenarios.py NAME FOLDER  plays one. All that a program sees on t
 printed, and so must be the same in both places. What it leaves behind must be the same too.
 """
 import contextlib
-import errno
 import fcntl
 import mmap
 import os
 import random
 import shutil
-import subprocess
 import sys
 import tempfile
+import time
 
-os.environ.setdefault("VELMORADISK", "")
-import trees  # noqa: E402
+from steps import opened, outcome, read, run, scratch, shell, small_tree, tell, trees
+from changes import CHANGES, SEEDS
 
-# Files that lie on the server before the volume is mounted: name -> size.
-SEEDS = {"empty": 0, "one": 1, "block": 65536, "block and one": 65537, "MiB": 1 << 20, "nine MiB": (9 << 20) + 7}
 SCENARIOS = {}
 
 
@@ -37,60 +34,6 @@ def prepare(folder):
         os.mkdir(os.path.join(folder, "changes_in_place", kind))
         for name, content in contents.items():
             trees.write(os.path.join(folder, "changes_in_place", kind), name, content)
-
-
-def run(*command, **options):
-    done = subprocess.run(command, capture_output=True, stdin=subprocess.DEVNULL, **options)
-    if done.returncode != 0:
-        raise AssertionError(f"{command} ended with {done.returncode}\n{done.stdout[-3000:]}\n{done.stderr[-3000:]}")
-    return done.stdout.decode(errors="replace")
-
-
-def shell(folder, text):
-    return run("bash", "-euc", text, cwd=folder)
-
-
-def tell(*values):
-    print(*values, flush=True)
-
-
-def outcome(action, *arguments):
-    """The name of the error that an action ends with, or "done"."""
-    try:
-        action(*arguments)
-    except OSError as error:
-        return errno.errorcode[error.errno]
-    return "done"
-
-
-@contextlib.contextmanager
-def opened(path, flags, mode=0o644):
-    handle = os.open(path, flags, mode)
-    try:
-        yield handle
-    finally:
-        os.close(handle)
-
-
-def read(path):
-    with open(path, "rb") as file:
-        return file.read()
-
-
-def small_tree(folder, files, folders=10):
-    """Files of up to a few KiB in a few folders, all with one date."""
-    chance = random.Random(6)
-    for number in range(files):
-        where = os.path.join(folder, f"folder {number % folders}")
-        os.makedirs(where, exist_ok=True)
-        path = trees.write(where, f"file {number:04}.txt", chance.randbytes(chance.choice((0, 1, 100, 3000, 5000))))
-        os.utime(path, (1500000000, 1500000000))
-
-
-@contextlib.contextmanager
-def scratch():
-    with tempfile.TemporaryDirectory(prefix="velmora-scratch-") as folder:
-        yield folder
 
 
 @scenario
@@ -241,87 +184,6 @@ def office(folder):
                 tell(trees.digest(path), os.path.getsize(path))
         os.remove(lock)
         tell(sorted(os.listdir(folder)))
-
-
-CHANGES = {"echo >>": "echo tail >> \"$0\"",
-           "dd at the start": "echo 0123456789 | dd of=\"$0\" bs=11 count=1 conv=notrunc status=none",
-           "dd further on": "echo 0123456789 | dd of=\"$0\" bs=11 count=1 seek=7000 conv=notrunc status=none",
-           "truncate down": "truncate -s 70 \"$0\"", "truncate up": "truncate -s 1100000 \"$0\"",
-           "truncate relative": "truncate -s +5 \"$0\"", ": >": ": > \"$0\"",
-           "fallocate": "fallocate -l 1500000 \"$0\"", "tee": "tee -a \"$0\" <<< more >/dev/null",
-           "both ways": "exec 3<>\"$0\"; echo x >&3; cat <&3 >/dev/null; echo end >&3; exec 3>&-"}
-
-
-def change(function):
-    CHANGES[function.__name__] = function
-    return function
-
-
-@change
-def positioned(path):
-    with open(path, "r+b") as file:
-        size = os.fstat(file.fileno()).st_size
-        for place in sorted({0, size // 2, max(size - 1, 0), size, size + 70000}):
-            file.seek(place)
-            file.write(b"changed")
-        file.seek(size // 3)
-        tell(file.read(50))
-
-
-@change
-def appended(path):
-    with opened(path, os.O_RDWR | os.O_APPEND) as handle:
-        os.write(handle, b"tail 1")
-        os.pread(handle, 10, 0)
-        os.lseek(handle, 0, 0)
-        os.write(handle, b"tail 2")
-        tell(os.read(handle, 1), os.fstat(handle).st_size)
-
-
-def truncated_by_handle(path, *sizes):
-    with opened(path, os.O_RDWR) as handle:
-        for size in sizes:
-            os.ftruncate(handle, size)
-            tell(os.fstat(handle).st_size, os.pread(handle, 20, max(size - 10, 0)))
-
-
-CHANGES["ftruncate"] = lambda path: truncated_by_handle(path, 50, 90000, 10, 0, 7)
-CHANGES["ftruncate up"] = lambda path: truncated_by_handle(path, 2 << 20)
-CHANGES["ftruncate to nothing"] = lambda path: truncated_by_handle(path, 0)
-
-
-@change
-def mapped(path):
-    with open(path, "r+b") as file:
-        file.truncate(max(os.path.getsize(path), 200000))
-        with mmap.mmap(file.fileno(), 0) as memory:
-            memory[100:104] = b"mmap"
-            memory.flush()
-            memory[150000:150004] = b"mmap"
-            tell(os.pread(file.fileno(), 4, 150000))
-    with open(path, "r+b") as file:
-        memory = mmap.mmap(file.fileno(), 0)
-    # The map outlives its handle.
-    memory[5:9] = b"late"
-    memory.flush()
-    memory.close()
-
-
-@change
-def only_truncated(path):
-    os.close(os.open(path, os.O_WRONLY | os.O_TRUNC))
-
-
-@change
-def rewritten(path):
-    content = read(path)
-    with open(path, "wb") as file:
-        file.write(content[::-1])
-
-
-@change
-def untouched(path):
-    os.close(os.open(path, os.O_RDWR))
 
 
 @scenario
@@ -553,6 +415,35 @@ def handles(folder):
     run("/usr/bin/python3", "-c", "import os,sys; os.write(os.open(sys.argv[1], os.O_WRONLY|os.O_CREAT), b'by a child'); "
         "os._exit(0)", join("child"))
     tell(read(join("child")))
+
+
+@scenario
+def left_open(folder):
+    """What is open, and what stat told, outlives the age of everything cached."""
+    join = lambda *names: os.path.join(folder, *names)  # noqa: E731
+    run("tee", join("saved"), join("removed"), join("read"))
+    os.mkdir(join("sub"))
+    with contextlib.ExitStack() as files:
+        created, below, removed = (files.enter_context(open(join(name), "w+b")) for name in ("new", "sub/f", "removed"))
+        reader = files.enter_context(open(join("read"), "rb"))
+        for file in (created, below, removed):
+            file.write(b"one ")
+            file.flush()
+        os.unlink(join("removed"))
+        before = os.stat(join("saved"))
+        time.sleep(4.2)
+        after = os.stat(join("saved"))
+        tell(before.st_mtime_ns == after.st_mtime_ns, before.st_mode == after.st_mode, before.st_ino == after.st_ino)
+        tell(sorted(os.listdir(folder)), read(join("new")), os.path.getsize(join("sub/f")), reader.read())
+        os.rename(join("sub"), join("moved"))
+        os.rename(join("new"), join("renamed"))
+        with open(join("renamed"), "ab") as other:
+            other.write(b"two ")
+        for file in (created, below, removed):
+            file.write(b"three")
+            file.flush()
+        removed.seek(0)
+        tell(removed.read(), read(join("moved/f")), read(join("renamed")))
 
 
 @scenario
