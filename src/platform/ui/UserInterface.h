@@ -24,6 +24,12 @@ struct LoginQuestion {
     QString password;
 };
 
+struct SavePanel {
+    QString title;
+    QString folder;
+    QString proposedName;
+};
+
 // The one road from the program's logic to a person. All calls come on the main thread; worker
 // threads go through VDCommonUtils::showAlert and execMainThread.
 class UserInterface {
@@ -40,6 +46,9 @@ class UserInterface {
     virtual bool runLogin(LoginQuestion &question) = 0;
     // Opens a folder in the user's file viewer, where there is one.
     virtual void openFolder(const QString &path) = 0;
+    // Asks for the path of a file to write, proposing a name in a folder; null when that was
+    // cancelled or nobody can answer.
+    virtual QString runSavePanel(const SavePanel &) { return {}; }
     // The progress window of that name, not yet visible; null where nobody looks.
     virtual std::unique_ptr<ProgressPanel> makeProgressPanel(const QString &) { return nullptr; }
 
