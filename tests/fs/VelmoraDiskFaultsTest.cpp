@@ -207,12 +207,13 @@ QList<Fault> faults() {
 }
 
 // Locks that end by the server's time limit only: the LOCK was served but no word of it came back,
-// so that its token isn't known; or the server told that it won't, or did, unlock.
+// so that its token isn't known; or the server said for good that it won't, or did, unlock.
 bool leavesLock(const Fault &fault) {
     const bool served =
         fault.process || fault.stall || fault.cutAfter >= 0 || fault.xml != Fault::Xml::asIs;
-    const bool answered = fault.status != 0 && !fault.process;
-    return fault.method == "LOCK" ? served : fault.method == "UNLOCK" && answered;
+    static const QSet<int> forGood = {200, 400, 403, 404, 409, 423};
+    return fault.method == "LOCK" ? served
+                                  : fault.method == "UNLOCK" && forGood.contains(fault.status);
 }
 
 }  // namespace

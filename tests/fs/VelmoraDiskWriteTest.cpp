@@ -56,6 +56,7 @@ TEST_F(Writing, RequestsOfANewFileAndOfAChangedOne) {
         EXPECT_TRUE(token.startsWith('<' + resource + "> (<opaquelocktoken:")) << token.constData();
         EXPECT_EQ(server.content(file), "some bytes");
 
+        server.addFile(file, "same bytes");  // a version that isn't here
         server.clearRequests();
         handle = open(file, O_WRONLY);
         ASSERT_TRUE(handle);
@@ -69,7 +70,7 @@ TEST_F(Writing, RequestsOfANewFileAndOfAChangedOne) {
         sent = asked();
         sent.removeAll("PROPFIND /");
         EXPECT_EQ(sent, QStringList({"PUT " + file, "PROPFIND " + file, "UNLOCK " + file}));
-        EXPECT_EQ(server.content(file), "Some BYTES!");
+        EXPECT_EQ(server.content(file), "Same BYTES!");
         EXPECT_TRUE(server.lockToken(file).isNull());
     });
 }
