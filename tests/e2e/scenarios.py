@@ -62,8 +62,8 @@ def archives(folder):
             tar df made.tar -C {place} 2>/dev/null || true""")
         tell(trees.snapshot(os.path.join(folder, "tarred")) == trees.snapshot(os.path.join(folder, "zipped")))
         zipped = os.path.join(folder, "made.zip")
-        run("zip", "-qrX", zipped, "tree/folder 1", cwd=place)
-        run("zip", "-qrX", zipped, "tree/folder 2", cwd=place)
+        run("zip", "-qrXD", zipped, "tree/folder 1", cwd=place)
+        run("zip", "-qrXD", zipped, "tree/folder 2", cwd=place)
         tell(run("unzip", "-tq", zipped).replace(zipped, ""))
 
 
