@@ -8,6 +8,7 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QHash>
+#include <QStorageInfo>
 #include <QStringList>
 
 #include "cache/CachePaths.h"
@@ -231,4 +232,21 @@ bool VirtualStoreControler::isVirtualPath(const QString &path) const {
         return false;
     const std::lock_guard lock(syncRoot);
     return topFolders.contains(parts.at(1));
+}
+
+bool VirtualStoreControler::isTight() const {
+    constexpr int kTightPercent = 10;
+    const QStorageInfo disk(root);
+    return disk.isValid() && disk.bytesAvailable() < disk.bytesTotal() / 100 * kTightPercent;
+}
+
+bool VirtualStoreControler::dropSentCopies(const QString &except) const {
+    bool wereThere = false;
+    QDirIterator files(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        if (path != except && !UnsentFiles::isMarked(path))
+            wereThere = QFile::remove(path) || wereThere;
+    }
+    return wereThere;
 }

@@ -38,6 +38,11 @@ class VirtualStoreControler {
     QString storePath() const { return root; }
     // Where the mount's content cache lies: beside the tree, so that two mounts never share it.
     QString contentCachePath() const;
+    // Whether the disk that the tree lies on is nearly full.
+    bool isTight() const;
+    // Deletes the copies that the server has, but for the one that is being worked on. Whether
+    // there were any.
+    bool dropSentCopies(const QString &except) const;
     // Deletes the tree, and the folders above that only led to it.
     void removeStore();
     // The copies saved since the last call. One that nothing could take is told with its place in

@@ -32,6 +32,8 @@ class WebDavResourceCache {
     int failure = 0;
     qint32 file_node = -1;      // descriptor of the open local copy, -1 without one
     bool streamActive = false;  // a local copy is in use
+    // The entity tag of the server's version that the local copy still is; empty where it is none.
+    QString localVersion;
     // Open handles of the path, and those of them that may write.
     int handles = 0;
     int writers = 0;

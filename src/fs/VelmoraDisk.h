@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -139,6 +140,7 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
                        qint64 offset, ErrorOut error);
 
     // The local copy. Errors are errno values, 0 on success; the caller holds the entry's syncObj.
+    int withRoom(const QString &path, const std::function<int()> &work);
     int prepareWriting(const QString &path, const EntryPtr &entry, const UserData &handle);
     int startLocalFile(const QString &path, const EntryPtr &entry);
     int fillFromServer(const QString &path, const EntryPtr &entry, int node);

@@ -113,6 +113,8 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
         failedUploads.remove(path);
         UnsentFiles::clearMark(virtualStoreCtl->getVirtualPath(path));
         takeFreshRecord(path, *entry, stored);
+        if (virtualStoreCtl->isTight())
+            virtualStoreCtl->dropSentCopies({});
     }
 
     const auto resource = entry->webDavResource();

@@ -23,6 +23,14 @@ namespace {
 
 constexpr qint64 kCopyPiece = 65536;
 
+// Whoever appends again and again has just sent what the server has.
+bool isLocalVersion(const WebDavResourceCache &entry, int node) {
+    const auto resource = entry.webDavResource();
+    struct stat status {};
+    return resource && !entry.localVersion.isEmpty() && entry.localVersion == resource->etag &&
+           ::fstat(node, &status) == 0 && status.st_size == resource->fileSize;
+}
+
 }  // namespace
 
 int VelmoraDisk::writeFileAtPath(const QString &path, const HandlePtr &userData, const char *buffer,
@@ -37,13 +45,25 @@ int VelmoraDisk::writeFileAtPath(const QString &path, const HandlePtr &userData,
     const auto handle = std::static_pointer_cast<UserData>(userData);
     const EntryPtr entry = handle->webDavResouceCache;
     const std::lock_guard lock(entry->syncObj);
-    if (const int code = prepareWriting(path, entry, *handle))
+    if (const int code = withRoom(path, [&] { return prepareWriting(path, entry, *handle); }))
         return fail(code);
-    const ssize_t count = ::pwrite(entry->file_node, buffer, size, offset);
-    if (count < 0)
-        return fail(errno);
+    ssize_t count = 0;
+    const int code = withRoom(path, [&] {
+        count = ::pwrite(entry->file_node, buffer, size, offset);
+        return count < 0 ? errno : 0;
+    });
+    if (code != 0)
+        return fail(code);
     noteLocalFile(path, entry);
     return static_cast<int>(count);
+}
+
+// Copies that the server has are kept only for as long as nobody needs their room.
+int VelmoraDisk::withRoom(const QString &path, const std::function<int()> &work) {
+    const int code = work();
+    if (code != ENOSPC && code != EDQUOT)
+        return code;
+    return virtualStoreCtl->dropSentCopies(virtualStoreCtl->getVirtualPath(path)) ? work() : code;
 }
 
 int VelmoraDisk::prepareWriting(const QString &path, const EntryPtr &entry,
@@ -78,7 +98,7 @@ int VelmoraDisk::startLocalFile(const QString &path, const EntryPtr &entry) {
     if (node < 0)
         return errno;
     // A created file has nothing there, unless another handle has sent it meanwhile.
-    if (entry->place & WebDavResourceCache::kOnServer) {
+    if ((entry->place & WebDavResourceCache::kOnServer) && !isLocalVersion(*entry, node)) {
         // What is held of another version may look like this one; reading on would show it too, but
         // sending it would make it the file.
         const auto record = entry->webDavResource();
@@ -93,6 +113,7 @@ int VelmoraDisk::startLocalFile(const QString &path, const EntryPtr &entry) {
         LocalFileDates{resource->fileCreationDate, resource->fileLastModified}.applyTo(localPath);
     }
     UnsentFiles::mark(node);
+    entry->localVersion.clear();
     entry->file_node = node;
     entry->streamActive = true;
     return 0;
