@@ -1,8 +1,8 @@
 """Thousands of file operations in a random order, on a volume and on a local folder side by side, compared.
 
-test_random.py [--seed N] [--seconds N] [--log] [Class.test]; also by VELMORA_RANDOM_SEED and VELMORA_RANDOM_SECONDS, the time for
-each of the two tests. A round starts with an empty folder and has a seed of its own, which a failure prints: --seed with
-that number plays it again.
+test_random.py [--seed N] [--seconds N] [--log] [Class.test]; also by VELMORA_RANDOM_SEED and VELMORA_RANDOM_SECONDS, the
+time for each of the two tests. A round starts with an empty folder and has a seed of its own, which a failure prints:
+--seed with that number plays it again. --log shows the program's log with a failure.
 """
 import collections
 import os
