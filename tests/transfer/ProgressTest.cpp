@@ -49,6 +49,12 @@ class Progress : public TransferFixture {
   protected:
     WatchingInterface interface;
 
+    // What is still posted must not find the interface gone.
+    void TearDown() override {
+        QCoreApplication::sendPostedEvents();
+        TransferFixture::TearDown();
+    }
+
     // What an upload with a panel shows, while the main thread is served.
     QStringList upload() {
         const QString local = localFile("0123456789");
