@@ -24,6 +24,18 @@ function(velmora_room name)
   endif()
 endfunction()
 
+# src/platform/desktop with its forms and icons: the one room that links a widget toolkit.
+function(velmora_desktop)
+  set(folder ${PROJECT_SOURCE_DIR}/src/platform/desktop)
+  file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp ${folder}/*.ui)
+  add_library(velmora_desktop STATIC ${sources})
+  set_target_properties(velmora_desktop PROPERTIES AUTOUIC ON)
+  target_include_directories(velmora_desktop PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(velmora_desktop PUBLIC velmora_platform Qt6::Widgets)
+  file(GLOB icons CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/data/icons/*.svg)
+  qt_add_resources(velmora_desktop icons PREFIX /icons BASE ${PROJECT_SOURCE_DIR}/data/icons FILES ${icons})
+endfunction()
+
 # tests/<folder>/*Test.cpp become one program test_<folder>.
 function(velmora_tests folder)
   cmake_parse_arguments(TESTS "" "TIMEOUT" "LINKS" ${ARGN})

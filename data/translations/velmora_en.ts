@@ -734,7 +734,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>The URL cannot be used: it holds a character of code 0. Leave out the “%00”.</translation>
     </message>
     <message id="Cli_Url_Login">
-        <translation>A login does not belong into a URL, where others can see it. Use --user and --password-stdin.</translation>
+        <translation>A login does not belong into a URL, where others can see it. Give the user name and the password on their own.</translation>
     </message>
     <message id="Cli_Url_Port">
         <translation>The port of the URL cannot be used. It must be a number from 1 to 65535.</translation>
@@ -756,6 +756,262 @@ velmoradisk COMMAND [OPTION...]
     </message>
     <message id="Cli_Yes">
         <translation>yes</translation>
+    </message>
+    <message id="VDLoginWindow_title">
+        <translation>Login</translation>
+    </message>
+    <message id="VDLoginWindow_lblQuestion">
+        <translation>Enter your user name and password.</translation>
+    </message>
+    <message id="VDLoginWindow_lblUsername">
+        <translation>&amp;User name:</translation>
+    </message>
+    <message id="VDLoginWindow_lblPassword">
+        <translation>&amp;Password:</translation>
+    </message>
+    <message id="VDLoginWindow_btnOK">
+        <translation>&amp;OK</translation>
+    </message>
+    <message id="VDLoginWindow_btnCancel">
+        <translation>&amp;Cancel</translation>
+    </message>
+    <message id="VDProgressBarWindow_title">
+        <translation>Transfer – Velmora Disk</translation>
+    </message>
+    <message id="VDProgressBarWindow_progressBar">
+        <translation>Progress of the transfer</translation>
+    </message>
+    <message id="VDProgressBarWindow_0_title">
+        <translation>Upload – Velmora Disk</translation>
+    </message>
+    <message id="VDProgressBarWindow_0_progressBar">
+        <translation>Progress of the upload</translation>
+    </message>
+    <message id="VDSSLChooser_title">
+        <translation>Client Certificate</translation>
+    </message>
+    <message id="VDSSLChooser_lblSelectCert">
+        <translation>C&amp;hoose the certificate that identifies you to the server.</translation>
+    </message>
+    <message id="VDSSLChooser_tableSelectCert_labl">
+        <translation>Certificate</translation>
+    </message>
+    <message id="VDSSLChooser_tableSelectCert_issr">
+        <translation>Issuer</translation>
+    </message>
+    <message id="VDSSLChooser_btnOK">
+        <translation>&amp;OK</translation>
+    </message>
+    <message id="VDSSLChooser_btnCancel">
+        <translation>&amp;Cancel</translation>
+    </message>
+    <message id="VDSettingsWindow_title">
+        <translation>Connections – Velmora Disk</translation>
+    </message>
+    <message id="VDSettingsWindow_lblConnectList">
+        <translation>Connec&amp;tions</translation>
+    </message>
+    <message id="VDSettingsWindow_TableConnectList_connectionName">
+        <translation>Name</translation>
+    </message>
+    <message id="VDSettingsWindow_btnAdd">
+        <translation>&amp;Add</translation>
+    </message>
+    <message id="VDSettingsWindow_btnDelete">
+        <translation>&amp;Delete</translation>
+    </message>
+    <message id="VDSettingsWindow_btnConnectTest">
+        <translation>T&amp;est Login</translation>
+    </message>
+    <message id="VDSettingsWindow_btnSubmit">
+        <translation>&amp;OK</translation>
+    </message>
+    <message id="VDSettingsWindow_btnCancel">
+        <translation>&amp;Cancel</translation>
+    </message>
+    <message id="VDSettingsWindow_btnStop">
+        <translation>&amp;Stop</translation>
+    </message>
+    <message id="VDSettingsWindow_txtBusy_name">
+        <translation>Login in progress</translation>
+    </message>
+    <message id="VDSettingsWindow_viewOptionTab_hidden">
+        <translation>Select a connection, or add one.
+
+A connection that is mounted can be changed once it is unmounted.</translation>
+    </message>
+    <message id="VDSettingsWindow_tabConnection">
+        <translation>Ser&amp;ver</translation>
+    </message>
+    <message id="VDSettingsWindow_lblConnectionName">
+        <translation>&amp;Name:</translation>
+    </message>
+    <message id="VDSettingsWindow_lblRemoteURL">
+        <translation>&amp;URL:</translation>
+    </message>
+    <message id="VDSettingsWindow_txtRemoteURL_hint">
+        <translation>https://dav.example.com/folder/</translation>
+    </message>
+    <message id="VDSettingsWindow_saveID">
+        <translation>Save the use&amp;r name:</translation>
+    </message>
+    <message id="VDSettingsWindow_txtUsername">
+        <translation>User name</translation>
+    </message>
+    <message id="VDSettingsWindow_savePassword">
+        <translation>Save the &amp;password:</translation>
+    </message>
+    <message id="VDSettingsWindow_txtPassword">
+        <translation>Password</translation>
+    </message>
+    <message id="VDSettingsWindow_isAutoMount">
+        <translation>Mount &amp;when the program starts</translation>
+    </message>
+    <message id="VDSettingsWindow_tabVolume">
+        <translation>Volu&amp;me</translation>
+    </message>
+    <message id="VDSettingsWindow_chengeMountPoint">
+        <translation>Choose the mount &amp;point:</translation>
+    </message>
+    <message id="VDSettingsWindow_txtMountPoint">
+        <translation>Mount point</translation>
+    </message>
+    <message id="VDSettingsWindow_lblDivideSize">
+        <translation>Upload &amp;in parts of:</translation>
+    </message>
+    <message id="VDSettingsWindow_tabProxy">
+        <translation>Pro&amp;xy</translation>
+    </message>
+    <message id="VDSettingsWindow_isUseProxy">
+        <translation>&amp;Use a proxy:</translation>
+    </message>
+    <message id="VDSettingsWindow_selectConfProxy">
+        <translation>Proxy settings</translation>
+    </message>
+    <message id="VDSettingsWindow_selectConfProxy_0">
+        <translation>As the system is set</translation>
+    </message>
+    <message id="VDSettingsWindow_selectConfProxy_1">
+        <translation>As entered here</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyHost">
+        <translation>&amp;Host:</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyPort">
+        <translation>&amp;Port:</translation>
+    </message>
+    <message id="VDSettingsWindow_isProxyAuthentication">
+        <translation>The proxy wants a &amp;login</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyUsername">
+        <translation>User &amp;name:</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyPassword">
+        <translation>Pass&amp;word:</translation>
+    </message>
+    <message id="VDSettingsWindow_tabSecurity">
+        <translation>Securit&amp;y</translation>
+    </message>
+    <message id="VDSettingsWindow_isUseCert">
+        <translation>&amp;Use a client certificate:</translation>
+    </message>
+    <message id="VDSettingsWindow_isAllowSelfsign">
+        <translation>Accept a server certi&amp;ficate that cannot be verified</translation>
+    </message>
+    <message id="AppDelegate_20">
+        <translation>Delete the connection?</translation>
+    </message>
+    <message id="AppDelegate_21">
+        <translation>Cancel</translation>
+    </message>
+    <message id="AppDelegate_22">
+        <translation>Delete</translation>
+    </message>
+    <message id="AppDelegate_23">
+        <translation>The connection and its saved password are removed from the settings. Files on the server stay as they are.</translation>
+    </message>
+    <message id="AppDelegate_59">
+        <translation>Choose a certificate…</translation>
+    </message>
+    <message id="AppDelegate_60">
+        <translation>Choose another certificate…</translation>
+    </message>
+    <message id="LoginItems_0">
+        <translation>“%1” could not be changed: %2
+
+It is what starts Velmora Disk when you log in. Check your rights to the file and its folder, and the free space.</translation>
+    </message>
+    <message id="Menu_AutoStart">
+        <translation>Start at Login</translation>
+    </message>
+    <message id="Menu_Connections">
+        <translation>Connections</translation>
+    </message>
+    <message id="Menu_Log">
+        <translation>Log File…</translation>
+    </message>
+    <message id="Menu_NoConnections">
+        <translation>No connections yet</translation>
+    </message>
+    <message id="Menu_Quit">
+        <translation>Quit</translation>
+    </message>
+    <message id="Menu_Settings">
+        <translation>Settings…</translation>
+    </message>
+    <message id="Menu_StopConnecting">
+        <translation>Stop Connecting to “%1”</translation>
+    </message>
+    <message id="Settings_Busy">
+        <translation>Connecting to “%1”…</translation>
+    </message>
+    <message id="Settings_ControlCharacter">
+        <translation>The entry in “%1” holds a line break or another invisible character. Enter it again without that.</translation>
+    </message>
+    <message id="Settings_Password">
+        <translation>Password</translation>
+    </message>
+    <message id="Settings_ProxyHost">
+        <translation>Give the proxy’s host name or address alone, for example proxy.example.com; its port and login have fields of their own.</translation>
+    </message>
+    <message id="Settings_ProxyPassword">
+        <translation>Proxy password</translation>
+    </message>
+    <message id="Settings_ProxyPort">
+        <translation>The proxy’s port must be a number from 1 to 65535.</translation>
+    </message>
+    <message id="Settings_TooLong">
+        <translation>The entry in “%1” is too long. Enter a shorter one.</translation>
+    </message>
+    <message id="Settings_Undivided">
+        <translation>Not divided</translation>
+    </message>
+    <message id="Cli_PromptPassphrase">
+        <translation>Passphrase: </translation>
+    </message>
+    <message id="Cli_ChooseCertificate">
+        <translation>The connection shows the server a client certificate. These are there:</translation>
+    </message>
+    <message id="Cli_CertificateRow">
+        <translation>%1) %2 (issued by %3)</translation>
+    </message>
+    <message id="Cli_PromptCertificate">
+        <translation>Number of the certificate, or nothing to go on without one: </translation>
+    </message>
+    <message id="Cli_Unattended_ClientCertificate">
+        <translation>The connection wants a client certificate chosen, and there is no terminal to ask on. It goes on without one.</translation>
+    </message>
+    <message id="VDSSLCertificate_1">
+        <translation>No client certificate was found. Put one into ~/.local/share/velmoradisk/identities (.p12, .pfx or .pem), or connect its token.</translation>
+    </message>
+    <message id="VDSSLCertificate_2">
+        <translation>Passphrase or PIN of “%1”</translation>
+    </message>
+    <message id="VDSSLCertificate_3">
+        <translation>That is not the passphrase or PIN of “%1”. Try again.</translation>
+    </message>
+    <message id="VDSSLCertificate_4">
+        <translation>The client certificate can’t be used. Its file or token may be gone, or the token be locked.</translation>
     </message>
 </context>
 </TS>

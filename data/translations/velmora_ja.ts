@@ -734,7 +734,7 @@ velmoradisk コマンド [オプション...]
         <translation>この URL は使えません。コード 0 の文字が含まれています。「%00」を取り除いてください。</translation>
     </message>
     <message id="Cli_Url_Login">
-        <translation>URL にログイン情報を入れないでください。他人に見えてしまいます。--user と --password-stdin を使ってください。</translation>
+        <translation>URL にログイン情報を含めないでください。他人に見られるおそれがあります。ユーザー名とパスワードは別に入力してください。</translation>
     </message>
     <message id="Cli_Url_Port">
         <translation>URL のポートが使用できません。1 から 65535 までの数を指定してください。</translation>
@@ -756,6 +756,262 @@ velmoradisk コマンド [オプション...]
     </message>
     <message id="Cli_Yes">
         <translation>はい</translation>
+    </message>
+    <message id="VDLoginWindow_title">
+        <translation>ログイン</translation>
+    </message>
+    <message id="VDLoginWindow_lblQuestion">
+        <translation>ユーザー名とパスワードを入力してください。</translation>
+    </message>
+    <message id="VDLoginWindow_lblUsername">
+        <translation>ユーザー名(&amp;U):</translation>
+    </message>
+    <message id="VDLoginWindow_lblPassword">
+        <translation>パスワード(&amp;P):</translation>
+    </message>
+    <message id="VDLoginWindow_btnOK">
+        <translation>OK(&amp;O)</translation>
+    </message>
+    <message id="VDLoginWindow_btnCancel">
+        <translation>キャンセル(&amp;C)</translation>
+    </message>
+    <message id="VDProgressBarWindow_title">
+        <translation>転送 – Velmora Disk</translation>
+    </message>
+    <message id="VDProgressBarWindow_progressBar">
+        <translation>転送の進行状況</translation>
+    </message>
+    <message id="VDProgressBarWindow_0_title">
+        <translation>アップロード – Velmora Disk</translation>
+    </message>
+    <message id="VDProgressBarWindow_0_progressBar">
+        <translation>アップロードの進行状況</translation>
+    </message>
+    <message id="VDSSLChooser_title">
+        <translation>クライアント証明書</translation>
+    </message>
+    <message id="VDSSLChooser_lblSelectCert">
+        <translation>サーバーに提示する証明書を選択してください(&amp;H)。</translation>
+    </message>
+    <message id="VDSSLChooser_tableSelectCert_labl">
+        <translation>証明書</translation>
+    </message>
+    <message id="VDSSLChooser_tableSelectCert_issr">
+        <translation>発行者</translation>
+    </message>
+    <message id="VDSSLChooser_btnOK">
+        <translation>OK(&amp;O)</translation>
+    </message>
+    <message id="VDSSLChooser_btnCancel">
+        <translation>キャンセル(&amp;C)</translation>
+    </message>
+    <message id="VDSettingsWindow_title">
+        <translation>接続 – Velmora Disk</translation>
+    </message>
+    <message id="VDSettingsWindow_lblConnectList">
+        <translation>接続一覧(&amp;T)</translation>
+    </message>
+    <message id="VDSettingsWindow_TableConnectList_connectionName">
+        <translation>名前</translation>
+    </message>
+    <message id="VDSettingsWindow_btnAdd">
+        <translation>追加(&amp;A)</translation>
+    </message>
+    <message id="VDSettingsWindow_btnDelete">
+        <translation>削除(&amp;D)</translation>
+    </message>
+    <message id="VDSettingsWindow_btnConnectTest">
+        <translation>接続テスト(&amp;E)</translation>
+    </message>
+    <message id="VDSettingsWindow_btnSubmit">
+        <translation>OK(&amp;O)</translation>
+    </message>
+    <message id="VDSettingsWindow_btnCancel">
+        <translation>キャンセル(&amp;C)</translation>
+    </message>
+    <message id="VDSettingsWindow_btnStop">
+        <translation>中止(&amp;S)</translation>
+    </message>
+    <message id="VDSettingsWindow_txtBusy_name">
+        <translation>ログイン中</translation>
+    </message>
+    <message id="VDSettingsWindow_viewOptionTab_hidden">
+        <translation>接続を選択するか、追加してください。
+
+マウント中の接続は、マウントを解除すると変更できます。</translation>
+    </message>
+    <message id="VDSettingsWindow_tabConnection">
+        <translation>サーバー(&amp;V)</translation>
+    </message>
+    <message id="VDSettingsWindow_lblConnectionName">
+        <translation>接続名(&amp;N):</translation>
+    </message>
+    <message id="VDSettingsWindow_lblRemoteURL">
+        <translation>URL(&amp;U):</translation>
+    </message>
+    <message id="VDSettingsWindow_txtRemoteURL_hint">
+        <translation>https://dav.example.com/folder/</translation>
+    </message>
+    <message id="VDSettingsWindow_saveID">
+        <translation>ユーザー名を保存(&amp;R):</translation>
+    </message>
+    <message id="VDSettingsWindow_txtUsername">
+        <translation>ユーザー名</translation>
+    </message>
+    <message id="VDSettingsWindow_savePassword">
+        <translation>パスワードを保存(&amp;P):</translation>
+    </message>
+    <message id="VDSettingsWindow_txtPassword">
+        <translation>パスワード</translation>
+    </message>
+    <message id="VDSettingsWindow_isAutoMount">
+        <translation>プログラムの起動時にマウントする(&amp;W)</translation>
+    </message>
+    <message id="VDSettingsWindow_tabVolume">
+        <translation>ボリューム(&amp;M)</translation>
+    </message>
+    <message id="VDSettingsWindow_chengeMountPoint">
+        <translation>マウントポイントを指定(&amp;P):</translation>
+    </message>
+    <message id="VDSettingsWindow_txtMountPoint">
+        <translation>マウントポイント</translation>
+    </message>
+    <message id="VDSettingsWindow_lblDivideSize">
+        <translation>分割アップロードのサイズ(&amp;I):</translation>
+    </message>
+    <message id="VDSettingsWindow_tabProxy">
+        <translation>プロキシ(&amp;X)</translation>
+    </message>
+    <message id="VDSettingsWindow_isUseProxy">
+        <translation>プロキシを使用(&amp;U):</translation>
+    </message>
+    <message id="VDSettingsWindow_selectConfProxy">
+        <translation>プロキシの設定方法</translation>
+    </message>
+    <message id="VDSettingsWindow_selectConfProxy_0">
+        <translation>システムの設定に従う</translation>
+    </message>
+    <message id="VDSettingsWindow_selectConfProxy_1">
+        <translation>手動で設定する</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyHost">
+        <translation>ホスト(&amp;H):</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyPort">
+        <translation>ポート(&amp;P):</translation>
+    </message>
+    <message id="VDSettingsWindow_isProxyAuthentication">
+        <translation>プロキシの認証を行う(&amp;L)</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyUsername">
+        <translation>ユーザー名(&amp;N):</translation>
+    </message>
+    <message id="VDSettingsWindow_lblProxyPassword">
+        <translation>パスワード(&amp;W):</translation>
+    </message>
+    <message id="VDSettingsWindow_tabSecurity">
+        <translation>セキュリティ(&amp;Y)</translation>
+    </message>
+    <message id="VDSettingsWindow_isUseCert">
+        <translation>クライアント証明書を使用(&amp;U):</translation>
+    </message>
+    <message id="VDSettingsWindow_isAllowSelfsign">
+        <translation>検証できないサーバー証明書を受け入れる(&amp;F)</translation>
+    </message>
+    <message id="AppDelegate_20">
+        <translation>接続を削除しますか?</translation>
+    </message>
+    <message id="AppDelegate_21">
+        <translation>キャンセル</translation>
+    </message>
+    <message id="AppDelegate_22">
+        <translation>削除</translation>
+    </message>
+    <message id="AppDelegate_23">
+        <translation>この接続と保存されたパスワードを設定から削除します。サーバー上のファイルはそのまま残ります。</translation>
+    </message>
+    <message id="AppDelegate_59">
+        <translation>証明書を選択…</translation>
+    </message>
+    <message id="AppDelegate_60">
+        <translation>別の証明書を選択…</translation>
+    </message>
+    <message id="LoginItems_0">
+        <translation>“%1” を変更できませんでした: %2
+
+このファイルはログイン時に Velmora Disk を起動するためのものです。ファイルとフォルダーの権限、および空き容量を確認してください。</translation>
+    </message>
+    <message id="Menu_AutoStart">
+        <translation>ログイン時に起動</translation>
+    </message>
+    <message id="Menu_Connections">
+        <translation>接続</translation>
+    </message>
+    <message id="Menu_Log">
+        <translation>ログファイル…</translation>
+    </message>
+    <message id="Menu_NoConnections">
+        <translation>接続がありません</translation>
+    </message>
+    <message id="Menu_Quit">
+        <translation>終了</translation>
+    </message>
+    <message id="Menu_Settings">
+        <translation>設定…</translation>
+    </message>
+    <message id="Menu_StopConnecting">
+        <translation>“%1” への接続を中止</translation>
+    </message>
+    <message id="Settings_Busy">
+        <translation>“%1” に接続しています…</translation>
+    </message>
+    <message id="Settings_ControlCharacter">
+        <translation>“%1” の入力に改行などの見えない文字が含まれています。取り除いて入力し直してください。</translation>
+    </message>
+    <message id="Settings_Password">
+        <translation>パスワード</translation>
+    </message>
+    <message id="Settings_ProxyHost">
+        <translation>プロキシのホスト名またはアドレスだけを入力してください (例: proxy.example.com)。ポートとログイン情報にはそれぞれの欄があります。</translation>
+    </message>
+    <message id="Settings_ProxyPassword">
+        <translation>プロキシのパスワード</translation>
+    </message>
+    <message id="Settings_ProxyPort">
+        <translation>プロキシのポートは 1 から 65535 までの数字で入力してください。</translation>
+    </message>
+    <message id="Settings_TooLong">
+        <translation>“%1” の入力が長すぎます。短くしてください。</translation>
+    </message>
+    <message id="Settings_Undivided">
+        <translation>分割しない</translation>
+    </message>
+    <message id="Cli_PromptPassphrase">
+        <translation>パスフレーズ: </translation>
+    </message>
+    <message id="Cli_ChooseCertificate">
+        <translation>この接続はサーバーにクライアント証明書を提示します。使用できる証明書は次のとおりです。</translation>
+    </message>
+    <message id="Cli_CertificateRow">
+        <translation>%1) %2 (発行者: %3)</translation>
+    </message>
+    <message id="Cli_PromptCertificate">
+        <translation>証明書の番号 (空欄の場合は証明書なしで続行): </translation>
+    </message>
+    <message id="Cli_Unattended_ClientCertificate">
+        <translation>クライアント証明書の選択が必要ですが、尋ねる端末がないため、証明書なしで続行します。</translation>
+    </message>
+    <message id="VDSSLCertificate_1">
+        <translation>クライアント証明書が見つかりません。~/.local/share/velmoradisk/identities に証明書 (.p12、.pfx、.pem) を置くか、トークンを接続してください。</translation>
+    </message>
+    <message id="VDSSLCertificate_2">
+        <translation>「%1」のパスフレーズまたは PIN</translation>
+    </message>
+    <message id="VDSSLCertificate_3">
+        <translation>「%1」のパスフレーズまたは PIN が正しくありません。もう一度入力してください。</translation>
+    </message>
+    <message id="VDSSLCertificate_4">
+        <translation>このクライアント証明書は使用できません。ファイルやトークンがないか、トークンがロックされている可能性があります。</translation>
     </message>
 </context>
 </TS>

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+
+#include <QMenu>
+#include <QObject>
+#include <QString>
+#include <QSystemTrayIcon>
+
+class MenuModel;
+
+// The icon in the desktop's panel, with the menu. It comes as soon as there is a panel that takes
+// it. Main thread.
+class TrayIcon : public QObject {
+  public:
+    explicit TrayIcon(const std::shared_ptr<MenuModel> &model);
+
+    static bool hasPlace() { return QSystemTrayIcon::isSystemTrayAvailable(); }
+
+    void setState(bool isMounted, bool isUploading);
+    void setToolTip(const QString &text) { icon.setToolTip(text); }
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+  private:
+    void draw();
+
+    QMenu menu;
+    QSystemTrayIcon icon;
+    bool isMounted = false;
+    bool isUploading = false;
+};
