@@ -734,7 +734,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>The URL cannot be used: it holds a character of code 0. Leave out the “%00”.</translation>
     </message>
     <message id="Cli_Url_Login">
-        <translation>A login does not belong into a URL, where others can see it. Give the user name and the password on their own.</translation>
+        <translation>A login does not belong into a URL, where others can see it. Use --user and --password-stdin.</translation>
     </message>
     <message id="Cli_Url_Port">
         <translation>The port of the URL cannot be used. It must be a number from 1 to 65535.</translation>
@@ -1012,6 +1012,40 @@ It is what starts Velmora Disk when you log in. Check your rights to the file an
     </message>
     <message id="VDSSLCertificate_4">
         <translation>The client certificate can’t be used. Its file or token may be gone, or the token be locked.</translation>
+    </message>
+    <message id="Settings_UrlLogin">
+        <translation>A login does not belong into a URL, where others can see it. Enter the user name and the password in their own fields.</translation>
+    </message>
+    <message id="VDSettingsWindow_btnMenu">
+        <translation>Velmora Dis&amp;k</translation>
+    </message>
+    <message id="Desktop_Help">
+        <translation>velmoradisk-desktop [--background] [velmoradisk://go/CONNECTION]
+
+Velmora Disk with its windows: an icon in the desktop's panel, and the connections. Started again, it shows the window of the instance that runs.
+
+  --background  starts without showing a window
+  --help        shows this help
+  --version     shows the version</translation>
+    </message>
+    <message id="Desktop_UnknownArgument">
+        <translation>velmoradisk-desktop doesn’t know “%1”; see velmoradisk-desktop --help</translation>
+    </message>
+    <message id="Desktop_NoDisplay">
+        <translation>There is no display for the windows. Use the command velmoradisk instead.</translation>
+    </message>
+    <message id="Desktop_Quitting">
+        <translation>Velmora Disk is ending. It waits until everything you saved is on the server.
+
+Leave the computer on and connected until this message disappears.</translation>
+    </message>
+    <message id="Desktop_TakeOver">
+        <translation>Volumes are mounted by the command velmoradisk: %1.
+
+Velmora Disk can start once they are unmounted.</translation>
+    </message>
+    <message id="Desktop_TakeOver_Yes">
+        <translation>Unmount and Start</translation>
     </message>
 </context>
 </TS>

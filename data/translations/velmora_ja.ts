@@ -734,7 +734,7 @@ velmoradisk コマンド [オプション...]
         <translation>この URL は使えません。コード 0 の文字が含まれています。「%00」を取り除いてください。</translation>
     </message>
     <message id="Cli_Url_Login">
-        <translation>URL にログイン情報を含めないでください。他人に見られるおそれがあります。ユーザー名とパスワードは別に入力してください。</translation>
+        <translation>URL にログイン情報を入れないでください。他人に見えてしまいます。--user と --password-stdin を使ってください。</translation>
     </message>
     <message id="Cli_Url_Port">
         <translation>URL のポートが使用できません。1 から 65535 までの数を指定してください。</translation>
@@ -1012,6 +1012,40 @@ velmoradisk コマンド [オプション...]
     </message>
     <message id="VDSSLCertificate_4">
         <translation>このクライアント証明書は使用できません。ファイルやトークンがないか、トークンがロックされている可能性があります。</translation>
+    </message>
+    <message id="Settings_UrlLogin">
+        <translation>URL にログイン情報を含めないでください。他人に見られるおそれがあります。ユーザー名とパスワードはそれぞれの欄に入力してください。</translation>
+    </message>
+    <message id="VDSettingsWindow_btnMenu">
+        <translation>Velmora Disk(&amp;K)</translation>
+    </message>
+    <message id="Desktop_Help">
+        <translation>velmoradisk-desktop [--background] [velmoradisk://go/接続名]
+
+ウィンドウ版の Velmora Disk です。パネルのアイコンと接続の設定ウィンドウを表示します。もう一度起動すると、実行中のプログラムのウィンドウを表示します。
+
+  --background  ウィンドウを表示せずに起動する
+  --help        このヘルプを表示する
+  --version     バージョンを表示する</translation>
+    </message>
+    <message id="Desktop_UnknownArgument">
+        <translation>「%1」は使えません。velmoradisk-desktop --help を参照してください。</translation>
+    </message>
+    <message id="Desktop_NoDisplay">
+        <translation>ウィンドウを表示する画面がありません。代わりにコマンド velmoradisk を使ってください。</translation>
+    </message>
+    <message id="Desktop_Quitting">
+        <translation>Velmora Disk を終了しています。保存したファイルがすべてサーバーに送られるまで待っています。
+
+このメッセージが消えるまで、電源とネットワーク接続を切らないでください。</translation>
+    </message>
+    <message id="Desktop_TakeOver">
+        <translation>コマンド velmoradisk によってボリュームがマウントされています: %1
+
+マウントを解除すると、Velmora Disk を起動できます。</translation>
+    </message>
+    <message id="Desktop_TakeOver_Yes">
+        <translation>マウントを解除して起動</translation>
     </message>
 </context>
 </TS>

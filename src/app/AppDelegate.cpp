@@ -2,19 +2,26 @@
 
 #include "app/AppDelegate.h"
 
+#include <QTimer>
+
+#include "app/StatusItem.h"
 #include "cache/VirtualStoreControler.h"
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
+#include "connection/ConnectionRules.h"
 #include "connection/LoginCheck.h"
+#include "connection/SettingsWindow.h"
 #include "connection/VDConnectionInfo.h"
 #include "platform/system/CrashCapture.h"
 #include "platform/system/DeadMounts.h"
+#include "platform/system/LoginItems.h"
 #include "platform/system/Preferences.h"
 #include "platform/ui/VDModelessMessage.h"
 
+using ConnectionRules::kConnectNames;
+
 namespace {
 
-const QString kConnectNames = QStringLiteral("connect_names");
 const QString kOutput = QStringLiteral("OUTPUT");
 const QString kLegacyName = QStringLiteral("Velmora");
 
@@ -136,6 +143,7 @@ void AppDelegate::applicationShouldTerminate(std::function<void()> ended) {
         return;
     isTerminating = true;
     terminated = std::move(ended);
+    cancelLogins();
     const QStringList names = fsList.keys();
     for (const QString &name : names)
         unmountVelmora(name, GMUserFileSystem::UnmountMode::kForce, {});

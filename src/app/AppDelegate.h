@@ -16,9 +16,15 @@
 #include "platform/fuse/GMUserFileSystem.h"
 
 class ClientIdentitySource;
+class LoginCheck;
+class LoginItems;
+class MenuModel;
+class QTimer;
+class SettingsWindow;
 class SystemProxySource;
 class VDWebDAVConnect;
 class VelmoraDisk;
+struct StatusItem;
 struct VDConnectionInfo;
 
 // The application: its start and end, the saved connections, and the tables of what is mounted. All
@@ -72,7 +78,25 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
     // when the volume stays mounted. The end itself comes as mountChanged.
     void unmountVelmora(const QString &name, GMUserFileSystem::UnmountMode mode,
                         std::function<void(const Error &)> refused);
+    // Serves events while it waits.
     std::shared_ptr<VDWebDAVConnect> checkLogin(VDConnectionInfo &connectInfo);
+    // Makes every login under way fail without a message.
+    void cancelLogins();
+
+    // The desktop's part; a program without a desktop makes none of it. The login items and what
+    // ends the program are kept.
+    void setupStatusItem(std::unique_ptr<LoginItems> loginItems, std::function<void()> quit);
+    // After start: reads the saved connections, mounts those marked for it, resets the window, and
+    // mounts what a URL has asked for meanwhile.
+    void finishLaunching();
+    // "velmoradisk://go/" and a connection's name; mounts it, at the end of the start at the
+    // earliest.
+    void handleURLEvent(const QString &url);
+    void WakeupWindow();
+    // Lets the user choose another log file.
+    void logSelect();
+    // Takes in connections that other processes saved or removed.
+    void reloadConnections();
 
     static QStringList makeMountOption(const QString &volumeName);
     // 0 whatever the index: uploads of a mounted volume are never divided.
@@ -87,6 +111,8 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
     // Whether no volume's thread runs any more.
     bool isIdle() const { return hosts.isEmpty(); }
 
+    std::unique_ptr<StatusItem> statusItem;    // null without a desktop
+    std::unique_ptr<SettingsWindow> settings;  // null without a desktop
     VDDataSource connectNames;
     QMap<QString, std::shared_ptr<VDConnectionInfo>> conInfoList;
     QMap<QString, std::shared_ptr<GMUserFileSystem>> fsList;
@@ -116,10 +142,31 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
     void autoMount(VDConnectionInfo &record);
     void endTermination();
 
+    std::function<void()> later(std::function<void()> work);
+    void fillMenuIcon();
+    void fillConnectItems();
+    void putAutoStartItem(bool isOn);
+    void showMountState();
+    bool isLoggingIn(const QString &name) const;
+    void showLogin();
+
     const SystemProxySource &proxies;
     ClientIdentitySource &identities;
     int subscription = 0;
     QHash<const GMUserFileSystem *, HostState> hosts;
     bool isTerminating = false;
     std::function<void()> terminated;
+
+    struct Login {
+        LoginCheck *check;
+        QString name;
+    };
+    QList<Login> logins;  // under way; the last one runs inside the others
+    bool inited = false;  // the start has finished
+    QString autoConnect;  // what a URL asked for before that; null for nothing
+
+    std::unique_ptr<LoginItems> loginItems;
+    std::function<void()> quitProgram;
+    std::shared_ptr<MenuModel> connectItems;
+    std::unique_ptr<QTimer> uploadTimer;  // runs while something is mounted
 };

@@ -11,7 +11,6 @@
 #include "app/RunAside.h"
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
-#include "connection/LoginCheck.h"
 #include "connection/VDConnectionInfo.h"
 #include "fs/VelmoraDisk.h"
 #include "webdav/VDWebDAVConnect.h"
@@ -78,16 +77,14 @@ bool AppDelegate::connectVelmora(const QString &name) {
             record->isMount = false;
         return true;
     }
+    if (isLoggingIn(record->connectionName))
+        return true;
     const auto session = checkLogin(*record);
     // The login asks and waits, and the end may have come meanwhile.
     if (!session || isTerminating)
         return false;
     mountVelmora(session, record->connectionName);
     return true;
-}
-
-std::shared_ptr<VDWebDAVConnect> AppDelegate::checkLogin(VDConnectionInfo &connectInfo) {
-    return LoginCheck(proxies, identities).checkLogin(connectInfo, connectInfo.mountPoint);
 }
 
 void AppDelegate::mountVelmora(const std::shared_ptr<VDWebDAVConnect> &session,
@@ -106,6 +103,7 @@ void AppDelegate::mountVelmora(const std::shared_ptr<VDWebDAVConnect> &session,
     fsList[record->connectionName] = host;
     pffsList[record->connectionName] = disk;
     record->isMount = true;
+    showMountState();
 }
 
 void AppDelegate::unmountVelmora(const QString &name, GMUserFileSystem::UnmountMode mode,
@@ -165,6 +163,7 @@ void AppDelegate::hostChanged(const GMUserFileSystem *host, Notification notific
         return;
     }
     mountedSince[name] = QDateTime::currentDateTimeUtc();
+    showMountState();
     if (mountChanged)
         mountChanged(name, notification, error);
 }
@@ -214,6 +213,7 @@ void AppDelegate::leaveTables(const QString &connectionName, bool isMount) {
     pffsList.remove(record->connectionName);
     if (auto host = fsList.take(record->connectionName))
         retire(std::move(host));
+    showMountState();
 }
 
 // A volume tells its decomposed name, while the tables go by the name as it was saved.

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include <QString>
+#include <QStringList>
 
 #include "platform/ui/MenuModel.h"
 
@@ -12,6 +12,6 @@ struct StatusItem {
     std::shared_ptr<MenuModel> menuIcon = std::make_shared<MenuModel>();
     bool isMounted = false;
     bool isUploading = false;
-    QString toolTip;
+    QStringList mountedNames;
     std::function<void()> onChanged;  // the view's; the menu has one of its own
 };

@@ -33,31 +33,6 @@ bool hasAllowedScheme(const QString &url) {
     return url.startsWith(QLatin1String("http:")) || url.startsWith(QLatin1String("https:"));
 }
 
-bool findsServer(VDWebDAVConnect &session) {
-    std::optional<Error> error;
-    const bool found = session.IsDAVServer(QStringLiteral(""), &error);
-    if (error) {
-        VDCommonUtils::outputLog(error);
-        if (const char *key = discoveryProblem(error->code))
-            tell(key);
-        return false;
-    }
-    if (!found)
-        tell("AppDelegate_7");
-    return found;
-}
-
-bool findsFolder(VDWebDAVConnect &session) {
-    std::optional<Error> error;
-    const bool found = session.IsCollection(QStringLiteral("/"), &error);
-    VDCommonUtils::outputLog(error);
-    if (!found)
-        tell("AppDelegate_11");
-    else if (error)
-        tell(error->code == kServerError ? "AppDelegate_12" : "AppDelegate_13");
-    return found && !error;
-}
-
 }  // namespace
 
 const char *LoginCheck::mountPointProblem(const QString &txtMountPoint) {
@@ -79,6 +54,39 @@ const char *LoginCheck::mountPointProblem(const QString &txtMountPoint) {
     return QFileInfo(VDCommonUtils::getParentName(folder)).isDir() ? nullptr : "AppDelegate_4";
 }
 
+bool LoginCheck::findsServer(VDWebDAVConnect &session) const {
+    std::optional<Error> error;
+    const bool found = session.IsDAVServer(QStringLiteral(""), &error);
+    if (error) {
+        VDCommonUtils::outputLog(error);
+        if (const char *key = discoveryProblem(isCancelled ? kCancelled : error->code))
+            tell(key);
+        return false;
+    }
+    if (!found && !isCancelled)
+        tell("AppDelegate_7");
+    return found && !isCancelled;
+}
+
+bool LoginCheck::findsFolder(VDWebDAVConnect &session) const {
+    std::optional<Error> error;
+    const bool found = session.IsCollection(QStringLiteral("/"), &error);
+    VDCommonUtils::outputLog(error);
+    if (isCancelled)
+        return false;
+    if (!found)
+        tell("AppDelegate_11");
+    else if (error)
+        tell(error->code == kServerError ? "AppDelegate_12" : "AppDelegate_13");
+    return found && !error;
+}
+
+void LoginCheck::cancel() {
+    isCancelled = true;
+    if (const auto checked = session.lock())
+        checked->stopReading();
+}
+
 std::shared_ptr<VDWebDAVConnect> LoginCheck::checkLogin(VDConnectionInfo &connectInfo,
                                                         const QString &txtMountPoint) {
     const char *problem = connectInfo.chengeMountPoint ? mountPointProblem(txtMountPoint) : nullptr;
@@ -96,10 +104,13 @@ std::shared_ptr<VDWebDAVConnect> LoginCheck::checkLogin(VDConnectionInfo &connec
         parameters->clientCertificates = chosen;
     }
 
-    auto session = std::make_shared<VDWebDAVConnect>(parameters, connectInfo.RemoteURL);
-    if (!findsServer(*session) || !findsFolder(*session))
+    if (isCancelled)
+        return nullptr;
+    const auto checked = std::make_shared<VDWebDAVConnect>(parameters, connectInfo.RemoteURL);
+    session = checked;
+    if (!findsServer(*checked) || !findsFolder(*checked))
         return nullptr;
     if (!chosen.isEmpty())
         connectInfo.certArr = chosen;
-    return session;
+    return checked;
 }

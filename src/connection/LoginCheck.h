@@ -22,6 +22,8 @@ class LoginCheck {
     // what the user entered is in the session's coninfo.
     std::shared_ptr<VDWebDAVConnect> checkLogin(VDConnectionInfo &connectInfo,
                                                 const QString &txtMountPoint);
+    // Makes a checkLogin under way fail without a message.
+    void cancel();
 
     // The key of the message why nothing can be mounted there, null when it can.
     static const char *mountPointProblem(const QString &txtMountPoint);
@@ -29,4 +31,9 @@ class LoginCheck {
   private:
     const SystemProxySource &proxies;
     ClientIdentitySource &identities;
+    std::weak_ptr<VDWebDAVConnect> session;  // being checked
+    bool isCancelled = false;
+
+    bool findsServer(VDWebDAVConnect &session) const;
+    bool findsFolder(VDWebDAVConnect &session) const;
 };

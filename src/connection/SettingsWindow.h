@@ -14,6 +14,7 @@
 #include "platform/ui/Controls.h"
 
 class ClientIdentitySource;
+class FileLock;
 class VDWebDAVConnect;
 struct VDConnectionInfo;
 
@@ -100,27 +101,27 @@ class SettingsWindow {
     using RecordPtr = std::shared_ptr<VDConnectionInfo>;
 
     void connectActions();
-    void clearForm();
+    void enableControls();
     void showRow(int row);
     void showCertificateTitle();
     QString defaultMountPoint() const;
+    QString typedName() const;
     QString typedURL() const;
     bool isMounted(const QString &name) const;
-    bool refuseForm(const RecordPtr &form);
-    bool checkForm(const RecordPtr &form, const RecordPtr &old);
-    bool formIsUsable() const;
-    bool saveForm(int row, const RecordPtr &form, const RecordPtr &old, const QString &oldName);
-    bool storeForm(const QStringList &names, const VDConnectionInfo &form, const RecordPtr &old,
-                   const QString &oldName);
-    QStringList namesToStore(const QString &leftOut) const;
-    void takeSession(const VDWebDAVConnect &session);
+    // These tell the user what is wrong. oldName is that of the record in the row, null for none.
+    bool saveForm(int row, const RecordPtr &form, const QString &oldName);
+    bool areFieldsUsable(const VDConnectionInfo &form) const;
+    bool storeForm(int row, const RecordPtr &form, const QString &oldName);
+    bool removeStored(const QString &name) const;
+    bool beginChange(FileLock &lock) const;
+    QStringList withNamesOfOthers(QStringList names, const QString &leftOut) const;
     std::shared_ptr<VDWebDAVConnect> testLogin(VDConnectionInfo &record);
-    void enableButtons();
 
     const Application application;
     QString currentConnectName;                     // of the record shown
     QString shownURL;                               // as the record has it
     std::shared_ptr<VDConnectionInfo> beforeCinfo;  // the last form that failed its check
     QList<ClientIdentity> certArr;                  // the identity chosen in the window
-    bool isTesting = false;                         // a login test of this window's is under way
+    bool isBusy = false;
+    bool isTesting = false;  // a login test of this window's is under way
 };

@@ -36,9 +36,16 @@ class RecordingInterface : public UserInterface {
 
     void openFolder(const QString &path) override { folders.append(path); }
 
+    QString runSavePanel(const SavePanel &panel) override {
+        savePanels.append(panel);
+        return savePath;
+    }
+
     QList<Alert> alerts;
     std::function<int(const Alert &)> onAlert;
     QList<LoginQuestion> logins;
     QList<Login> loginAnswers;
     QStringList folders;
+    QList<SavePanel> savePanels;
+    QString savePath;  // null: cancelled
 };

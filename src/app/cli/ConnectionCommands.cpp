@@ -11,18 +11,17 @@
 #include "app/cli/ConnectionFields.h"
 #include "app/cli/RunningMounts.h"
 #include "common/Text.h"
-#include "common/VDCommonUtils.h"
+#include "connection/ConnectionRules.h"
 #include "connection/VDConnectionInfo.h"
 #include "platform/system/FileLock.h"
 #include "platform/system/SingleInstance.h"
 
 namespace {
 
-const QString kConnectNames = QStringLiteral("connect_names");
-const QString kUnnamed = QStringLiteral("new connection");
 constexpr int kLockWaitMs = 5000;
-constexpr qsizetype kNameLimit = 255;  // bytes; the name becomes a folder
 
+using ConnectionRules::kConnectNames;
+using ConnectionRules::nameProblem;
 using RecordPtr = std::shared_ptr<VDConnectionInfo>;
 
 // The settings for the length of a command: two that change the list of names must not both start
@@ -47,8 +46,7 @@ class Settings {
     // The name as it was saved, of one typed in another canonical form; null where there is none.
     QString savedName(const QString &typed) const {
         for (const QString &name : names()) {
-            if (name.normalized(QString::NormalizationForm_C) ==
-                typed.normalized(QString::NormalizationForm_C))
+            if (ConnectionRules::isSameName(name, typed))
                 return name;
         }
         return VDConnectionInfo::loadConnectInfo(typed) ? typed : QString();
@@ -84,33 +82,12 @@ class Settings {
     const Invocation &invocation;
 };
 
-// The key of the message why a connection can't have the name, or null.
-const char *nameProblem(const QString &name) {
-    if (name.isEmpty() || name == kUnnamed)
-        return "AppDelegate_56";
-    if (name.contains(QLatin1Char('/')) || name == QStringLiteral(".") ||
-        name == QStringLiteral(".."))
-        return "AppDelegate_57";
-    for (const QChar character : name) {
-        if (character.category() == QChar::Other_Control)
-            return "AppDelegate_57";
-    }
-    return name.toUtf8().size() > kNameLimit ? "Cli_NameTooLong" : nullptr;
-}
-
-QString placeOf(const VDConnectionInfo &record) {
-    return record.mountPoint.isEmpty() ? QStringLiteral("/Volumes/") + record.connectionName
-                                       : record.mountPoint;
-}
-
 // Whether another connection's mount point is the record's, or one lies under the other.
 bool hasMountPointClash(const Settings &settings, const VDConnectionInfo &record,
                         const QString &currentName) {
-    const QString place = placeOf(record);
     for (const QString &name : settings.names()) {
         const RecordPtr other = name == currentName ? nullptr : settings.record(name);
-        if (other && (VDCommonUtils::isEqualPathOrSubPath(place, placeOf(*other)) ||
-                      VDCommonUtils::isEqualPathOrSubPath(placeOf(*other), place)))
+        if (other && ConnectionRules::doPlacesClash(record, *other))
             return true;
     }
     return false;

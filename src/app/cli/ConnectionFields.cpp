@@ -4,7 +4,7 @@
 
 #include <QJsonValue>
 
-#include "app/ConnectionUrl.h"
+#include "connection/ConnectionUrl.h"
 #include "app/cli/Command.h"
 #include "app/cli/Credentials.h"
 #include "common/Text.h"

@@ -4,13 +4,13 @@
 #include <QTimer>
 
 #include "app/AppDelegate.h"
-#include "app/ConnectionUrl.h"
 #include "app/MountService.h"
 #include "app/ServiceClient.h"
 #include "app/cli/Command.h"
 #include "app/cli/Credentials.h"
 #include "common/Text.h"
 #include "connection/ClientIdentitySource.h"
+#include "connection/ConnectionUrl.h"
 #include "connection/EnvironmentProxySource.h"
 #include "connection/VDConnectionInfo.h"
 #include "platform/system/DeadMounts.h"

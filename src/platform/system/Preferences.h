@@ -34,6 +34,8 @@ class Preferences {
     // changes are then kept for the next call. True with an error of kErrorDomain, once, when the
     // file was damaged and has been set aside under another name.
     bool synchronize(ErrorOut error);
+    // Forgets the changes that could not be written.
+    void discard() { changed.clear(); }
 
   private:
     struct Contents {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "app/ConnectionUrl.h"
+#include "connection/ConnectionUrl.h"
 
 TEST(ConnectionUrl, BecomesReadableTextAndAName) {
     const struct {

@@ -1,4 +1,4 @@
-#include "app/ConnectionUrl.h"
+#include "connection/ConnectionUrl.h"
 
 #include <QRegularExpression>
 #include <QUrl>
