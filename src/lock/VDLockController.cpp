@@ -1,5 +1,6 @@
 #include "lock/VDLockController.h"
 
+#include <algorithm>
 #include <time.h>
 #include <utility>
 
@@ -12,6 +13,7 @@
 namespace {
 
 constexpr int kRequestedTimeout = 300;  // seconds
+constexpr int kNoAnswer = 0;
 
 int posixCodeOf(const Error &error) {
     static const QMap<int, int> codes = {
@@ -29,15 +31,15 @@ bool endsUnlocking(const Error &error) {
 
 // The server was in trouble when it was asked to release the lock.
 bool mayStillHold(const Error &error) {
-    static const QSet<int> codes = {0, 11, 12};
+    static const QSet<int> codes = {kNoAnswer, 11, 12};
     return codes.contains(error.code);
 }
 
 // Null: the item is gone, and with it the lock; nobody need be told.
 const char *renewalMessage(const Error &error) {
     static const QMap<int, const char *> keys = {
-        {0, "VDLockController_3"}, {3, "VDLockController_0"},
-        {5, "VDLockController_1"}, {6, nullptr},
+        {kNoAnswer, "VDLockController_3"}, {3, "VDLockController_0"},
+        {5, "VDLockController_1"},         {6, nullptr},
         {7, "VDLockController_2"},
     };
     return keys.value(error.code, "VDLockController_4");
@@ -131,8 +133,14 @@ VDLockController::LockPtr VDLockController::usable(const LockPtr &lock) const {
 
 bool VDLockController::takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken,
                                     ErrorOut error) {
-    if (!con->fileLock(path, kRequestedTimeout, previous, taken, error))
+    std::optional<Error> failure;
+    if (!con->fileLock(path, kRequestedTimeout, previous, taken, &failure)) {
+        if (failure && failure->code == kNoAnswer && !con->isVelmora())
+            keepLeft({con->itemUrl(path), QString()});
+        if (failure)
+            setError(error, *failure);
         return false;
+    }
     if (*taken && (*taken)->isLock)
         journal.put(keyOf(path), {con->itemUrl(path), (*taken)->locktoken});
     return true;
@@ -142,11 +150,18 @@ void VDLockController::releaseOnServer(const QString &key, ErrorOut error) {
     con->fileUnlock(requestPaths.value(key), lockDic.value(key), error);
 }
 
-void VDLockController::leave(const QString &key, const std::optional<Error> &failure) {
+void VDLockController::keepLeft(const QString &key, const std::optional<Error> &failure) {
     const LockPtr lock = lockDic.value(key);
     if (failure && mayStillHold(*failure) && lock && lock->isLock)
-        leftLocks.append({con->itemUrl(requestPaths.value(key)), lock->locktoken});
-    forget(key);
+        keepLeft({con->itemUrl(requestPaths.value(key)), lock->locktoken});
+}
+
+void VDLockController::keepLeft(const HeldLock &lock) {
+    const bool isKnown = std::any_of(leftLocks.cbegin(), leftLocks.cend(), [&](const auto &left) {
+        return left.resource == lock.resource && left.token == lock.token;
+    });
+    if (!isKnown)
+        leftLocks.append(lock);
 }
 
 void VDLockController::forget(const QString &key) {
@@ -181,7 +196,8 @@ bool VDLockController::unlock(const QString &path, ErrorOut) {
     releaseOnServer(key, &failure);
     if (failure && !endsUnlocking(*failure))
         return false;
-    leave(key, failure);
+    keepLeft(key, failure);
+    forget(key);
     return true;
 }
 
@@ -287,7 +303,9 @@ std::optional<Error> VDLockController::renew(const QString &key) {
     }
     if (!failure)
         return std::nullopt;  // still due, so the next pass tries again
-    releaseOnServer(key, nullptr);
+    std::optional<Error> unlockFailure;
+    releaseOnServer(key, &unlockFailure);
+    keepLeft(key, unlockFailure);
     lockDic.remove(key);
     lockCountMap.remove(key);
     requestPaths.remove(key);
@@ -311,8 +329,7 @@ void VDLockController::releaseAll() {
         releaseOnServer(key, &failure);
         if (!failure || endsUnlocking(*failure))
             journal.remove(key);
-        if (failure && mayStillHold(*failure))
-            leftLocks.append({con->itemUrl(requestPaths.value(key)), lockDic[key]->locktoken});
+        keepLeft(key, failure);
     }
     releaseLeft();
 }
@@ -322,16 +339,26 @@ void VDLockController::releaseLeft() {
     const std::lock_guard monitor(syncObj);
     if (leftLocks.isEmpty())
         return;
-    const QUrl own = con->itemUrl(QStringLiteral("/"));
-    for (const HeldLock &lock : std::as_const(leftLocks)) {
-        const QUrl &url = lock.resource;
-        // A token is for the server that gave it. Where it is another one now, the lock runs out.
-        if (url.scheme() != own.scheme() || url.authority() != own.authority())
+    while (!leftLocks.isEmpty()) {
+        const HeldLock lock = leftLocks.takeFirst();
+        if (settleLeft(lock))
             continue;
-        std::optional<Error> failure;
-        if (!con->releaseLock(lock, &failure))
-            return;  // for another time
+        leftLocks.append(lock);  // for another time, after the others
+        return;
     }
-    leftLocks.clear();
     journal.dropLeft();
+}
+
+bool VDLockController::settleLeft(const HeldLock &lock) {
+    const QUrl own = con->itemUrl(QStringLiteral("/"));
+    const QUrl &url = lock.resource;
+    // A token is for the server that gave it. Where it is another one now, the lock runs out.
+    if (url.scheme() != own.scheme() || url.authority() != own.authority())
+        return true;
+    std::optional<Error> failure;
+    if (!lock.token.isEmpty())
+        return con->releaseLock(lock, &failure);
+    if (const LockPtr lost = con->lostLock(url, &failure))
+        return con->releaseLock({url, lost->locktoken}, nullptr);
+    return !failure || failure->code != kNoAnswer;
 }

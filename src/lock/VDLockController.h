@@ -102,11 +102,15 @@ class VDLockController {
     bool takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken, ErrorOut error);
     void releaseOnServer(const QString &key, ErrorOut error);
     void forget(const QString &key);
-    // The same after the answer to its release: where the server may hold the lock still, it is
-    // tried again later. Until then nobody could write the file, this client least of all.
-    void leave(const QString &key, const std::optional<Error> &failure);
-    // Those that dead processes left on this server, or that it failed to release.
+    // After the answer to its release: where the server may hold the lock still, it is tried again
+    // later. Until then nobody could write the file, this client least of all.
+    void keepLeft(const QString &key, const std::optional<Error> &failure);
+    void keepLeft(const HeldLock &lock);
+    // Those that dead processes left on this server, that it failed to release, or that it may have
+    // given without its answer coming through.
     void releaseLeft();
+    // False where the server gave no answer.
+    bool settleLeft(const HeldLock &lock);
     // Keys with a record at the path and below it.
     QStringList heldAtOrBelow(const QString &path) const;
     // What presents itself to a LOCK that may find the lock gone. Standard servers forget it, or,
@@ -126,7 +130,7 @@ class VDLockController {
     QMap<QString, unsigned> lockCountMap;  // 0: the last attempt failed
     QMap<QString, QString> requestPaths;   // as the first holder spelled them
     LockJournal journal;
-    QList<HeldLock> leftLocks;  // not counted by anybody, not released yet
+    QList<HeldLock> leftLocks;  // not counted by anybody, not released yet; a token may be unknown
 
     // Guards the following; taken after syncObj, never held for long.
     mutable std::mutex threadState;

@@ -92,7 +92,8 @@ void VDLockController::releaseAtOrBelow(const QString &path) {
         std::optional<Error> failure;
         if (lockDic.value(key))
             releaseOnServer(key, &failure);
-        leave(key, failure);
+        keepLeft(key, failure);
+        forget(key);
     }
 }
 

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <QUuid>
+
 #include "common/Log.h"
 #include "common/VDCommonUtils.h"
 #include "platform/net/RunLoop.h"
@@ -37,7 +39,9 @@ QString withoutDoubleSlashes(const QString &url) {
 
 VDWebDAVConnect::VDWebDAVConnect(std::shared_ptr<ASHttpConnectInfo> connectInfo,
                                  const QString &requestURL)
-    : mountUrl(RequestDialect::typedUrl(requestURL)), coninfo(std::move(connectInfo)) {
+    : mountUrl(RequestDialect::typedUrl(requestURL)),
+      coninfo(std::move(connectInfo)),
+      lockMark(QUuid::createUuid().toString(QUuid::WithoutBraces)) {
     if (mountUrl.userInfo().isEmpty())
         return;
     // A login belongs where logins are kept: a URL goes into header fields and logs.

@@ -189,6 +189,10 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     // Without asking whose lock it is: of one that an earlier process of this user took.
     bool releaseLock(const HeldLock &lock, ErrorOut error);
     std::shared_ptr<LockDiscovery> getLock(const QString &path, ErrorOut error);
+    // The lock that a LOCK of this session left on the item without an answer that told its token.
+    // Null without one, and where the server doesn't tell owners; the vendor's names only the user.
+    // One attempt.
+    std::shared_ptr<LockDiscovery> lostLock(const QUrl &item, ErrorOut error);
 
     // Downloads and queries.
     bool fileDownload(const QString &localPath, const QString &srcpath, const void *dammy,
@@ -293,6 +297,9 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     // The lock that a LOCK request gave; null with no error where the answer told of none.
     std::shared_ptr<LockDiscovery> lockOfAnswer(const ASWDCmdBase &command,
                                                 const LockDiscovery *refreshed, ErrorOut error);
+    enum Taken { kNew, kRefreshed };
+    void makeOwn(LockDiscovery &lock, const QUrl &item, Taken taken);
+    QString lockOwner() const;
     bool markLocked(const QString &path, const LockDiscovery &lock, qint64 access, qint64 share,
                     ErrorOut error);
     // Releases the locks, which then aren't own any more; none of the vendor's server.
@@ -333,6 +340,7 @@ class VDWebDAVConnect : public ContentSource, public std::enable_shared_from_thi
     QSet<ASWDCmd *> underWay;           // those that only read
     mutable std::mutex ownTokensMutex;  // guards ownTokens
     QHash<QString, QUrl> ownTokens;     // of the locks this session holds, and what they are on
+    const QString lockMark;             // tells this session's locks from any other's
     std::atomic<bool> darby{false};     // once set it stays
     std::mutex leftOutMutex;            // guards leftOutFolders
     QSet<QString> leftOutFolders;       // whose left-out names have been logged

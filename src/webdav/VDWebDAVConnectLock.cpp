@@ -33,6 +33,11 @@ const StatusTable kLockTable = {
     {0, 13},
 };
 
+const StatusTable kQuestionTable = {{207}, {}, {0, 13}};
+const QString kLockQuestion = QStringLiteral(
+    "<?xml version=\"1.0\" encoding=\"utf-8\" ?>"
+    "<D:propfind xmlns:D=\"DAV:\"><D:prop><D:lockdiscovery/></D:prop></D:propfind>");
+
 const StatusTable kUnlockTable = {
     {204},
     {{400, 18, StatusRow::kOutput},
@@ -55,6 +60,14 @@ QString givenToken(const ASWDCmd &command) {
         answerField(command, QStringLiteral("Lock-Token")).value_or(QString()).trimmed();
     const bool bracketed = token.startsWith(QLatin1Char('<')) && token.endsWith(QLatin1Char('>'));
     return bracketed ? token.mid(1, token.size() - 2) : QString();
+}
+
+// The server may have the lock all the same: the answer got lost, or a gateway's stands for it. And
+// where a request is sent again on a new connection, it may meet the lock of its first sending.
+bool mayBeServed(Outcome outcome, int status) {
+    constexpr int kLocked = 423;
+    constexpr int kServerError = 500;
+    return outcome == Outcome::kNoAnswer || status == kLocked || status >= kServerError;
 }
 
 }  // namespace
@@ -121,29 +134,29 @@ bool VDWebDAVConnect::fileLock(const QString &path, int timeout, bool shared, qi
         command->requestHeader[QStringLiteral("If")] =
             dialect().ifOfLockRefresh(command->remoteURL, prevLockDiscovery->locktoken);
     } else {
-        command->requestBody = dialect().lockBody(user, shared);
+        command->requestBody = dialect().lockBody(lockOwner(), shared);
         dialect().describeXmlBody(command->requestHeader);
     }
     std::optional<Error> failure;
-    switch (change(*command, kLockTable, &failure)) {
-        case Outcome::kSuccess:
-            break;
-        case Outcome::kRefused:
-            if (answerStatus(*command) == kPreconditionFailed && prevLockDiscovery)
-                return lockAnew(error);
-            setError(error, *failure);
-            return false;
-        case Outcome::kNoAnswer:
-            if (error)
-                *error = failure;
-            else
-                VDCommonUtils::outputLog(failure);
-            return false;
-    }
+    const Outcome outcome = change(*command, kLockTable, &failure);
+    const int status = answerStatus(*command);
+    if (outcome == Outcome::kRefused && status == kPreconditionFailed && prevLockDiscovery)
+        return lockAnew(error);
 
-    const Lock lock = lockOfAnswer(*command, prevLockDiscovery.get(), &failure);
-    if (failure && error) {
-        *error = failure;
+    Lock lock;
+    if (outcome == Outcome::kSuccess)
+        lock = lockOfAnswer(*command, prevLockDiscovery.get(), &failure);
+    else if (!prevLockDiscovery && mayBeServed(outcome, status))
+        lock = lostLock(command->remoteURL, nullptr);
+    if (lock && outcome != Outcome::kSuccess) {
+        failure.reset();
+        makeOwn(*lock, command->remoteURL, kNew);
+    }
+    if (failure) {
+        if (error)
+            *error = failure;
+        else if (outcome == Outcome::kNoAnswer)
+            VDCommonUtils::outputLog(failure);
         return false;
     }
     if (lockDiscovery)
@@ -174,13 +187,38 @@ Lock VDWebDAVConnect::lockOfAnswer(const ASWDCmdBase &command, const LockDiscove
         lock = std::make_shared<LockDiscovery>();
     lock->isLock = true;
     lock->locktoken = token;
-    lock->owner = user;
+    makeOwn(*lock, command.remoteURL, refreshed ? kRefreshed : kNew);
+    return lock;
+}
+
+// The user's name is for people. It doesn't tell this session's locks from those that another
+// program of the same user has.
+QString VDWebDAVConnect::lockOwner() const {
+    return velmora ? user : QStringLiteral("%1 (%2)").arg(user, lockMark);
+}
+
+void VDWebDAVConnect::makeOwn(LockDiscovery &lock, const QUrl &item, Taken taken) {
+    lock.owner = user;
     const std::lock_guard guard(ownTokensMutex);
     // A new lock of an item means that earlier ones ended.
-    if (!refreshed && lock->lockscope != QLatin1String("shared"))
-        ownTokens.removeIf([&](const auto &held) { return held.value() == command.remoteURL; });
-    ownTokens[token] = command.remoteURL;
-    return lock;
+    if (taken == kNew && lock.lockscope != QLatin1String("shared"))
+        ownTokens.removeIf([&](const auto &held) { return held.value() == item; });
+    ownTokens[lock.locktoken] = item;
+}
+
+Lock VDWebDAVConnect::lostLock(const QUrl &item, ErrorOut error) {
+    if (velmora)
+        return nullptr;
+    const NeededRead needed(*this);
+    std::optional<Error> failure;
+    const CommandPtr command = propFind(item, 0, kLockQuestion, {}, kQuestionTable, &failure);
+    if (failure) {
+        setError(error, *failure);
+        return nullptr;
+    }
+    const Lock lock = LockDiscovery::createFromXmlFromPropfindbody(command->responseBody, nullptr);
+    const bool isLost = lock && lock->owner.contains(lockMark) && !isOwnLock(*lock);
+    return isLost && !lock->locktoken.isEmpty() ? lock : nullptr;
 }
 
 // Servers of the vendor before version 4 keep who may read and write a locked item in properties.

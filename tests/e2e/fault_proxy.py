@@ -15,8 +15,6 @@ FAULTS = {
     "cut answer": None,
     "stall": None,
 }
-# Not of a LOCK: a lock whose token got lost is nobody's until it runs out.
-LOSES_ANSWER = {"cut after", "cut head", "cut answer"}
 HOP_BY_HOP = {"connection", "keep-alive", "transfer-encoding", "te", "trailer", "upgrade", "proxy-connection"}
 
 
@@ -63,7 +61,7 @@ class FaultProxy:
     def fault_for(self, method, path):
         with self.monitor:
             for entry in self.armed:
-                if entry[1] not in (None, method) or (method == "LOCK" and entry[0] in LOSES_ANSWER):
+                if entry[1] not in (None, method):
                     continue
                 entry[2] -= 1
                 if entry[2] < 0:

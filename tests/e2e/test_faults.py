@@ -109,9 +109,8 @@ class Faults(VolumeTest):
                     old = None if how == "create" else OLD
                     if old:
                         self.prepare(name, old)
-                    # Nobody learns of a lock that the lost answer told; and who won't unlock, won't.
-                    if (method, fault) in (("LOCK", "cut after"), ("LOCK", "cut answer")) or (
-                            method == "UNLOCK" and fault not in CUTS):
+                    # Who won't unlock, won't.
+                    if method == "UNLOCK" and fault not in CUTS:
                         left_locked.append(name)
                     for _ in range(12):
                         self.proxy.break_next(fault, method)

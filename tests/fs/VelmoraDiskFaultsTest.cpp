@@ -207,12 +207,13 @@ QList<Fault> faults() {
 }
 
 // Locks that end by the server's time limit only: the LOCK was served but no word of it came back,
-// so that its token isn't known; or the server said for good that it won't, or did, unlock.
-bool leavesLock(const Fault &fault) {
+// and the vendor's server doesn't tell whether it was ours; or the server said for good that it
+// won't, or did, unlock.
+bool leavesLock(const Fault &fault, bool velmora) {
     const bool served =
         fault.process || fault.stall || fault.cutAfter >= 0 || fault.xml != Fault::Xml::asIs;
     static const QSet<int> forGood = {200, 400, 403, 404, 409, 423};
-    return fault.method == "LOCK" ? served
+    return fault.method == "LOCK" ? served && velmora
                                   : fault.method == "UNLOCK" && forGood.contains(fault.status);
 }
 
@@ -256,7 +257,7 @@ void Faulty::runAll(bool velmora) {
                 const Expectation expected = run(program, path);
                 disarm();
                 expectNothingLost(path, expected);
-                if (!leavesLock(fault))
+                if (!leavesLock(fault, velmora))
                     unlocked.append(path);
             }
         }

@@ -207,6 +207,50 @@ TEST_F(VDLockControllerTest, WhatAServerInTroubleKeptIsReleasedBeforeTheNextLock
     EXPECT_EQ(server.countOf("UNLOCK"), 2);
 }
 
+// Nobody was told that the lock is there.
+TEST_F(VDLockControllerTest, ALockThatNoAnswerToldOfIsReleasedOnceTheServerIsBack) {
+    for (const bool served : {true, false}) {
+        SCOPED_TRACE(served);
+        start("");
+        server.fault({.method = "LOCK", .close = true, .process = served});
+        server.fault({.method = "LOCK", .close = true});  // sent again
+        server.fault({.method = "PROPFIND", .times = Fault::kAlways, .close = true});
+        EXPECT_EQ(lock(), nullptr);
+        locks->unlock(kPath, nullptr);
+        EXPECT_NE(server.lockToken(kPath).isNull(), served);
+        // The question stays open, and must not take the new lock for the lost one.
+        EXPECT_NE(lock() == nullptr, !served);
+        server.clearFaults();
+        server.clearRequests();
+        ASSERT_TRUE(server.waitForRequests("PROPFIND", {}, 1));
+        if (served)
+            EXPECT_TRUE(waitUntil([&] { return server.lockToken(kPath).isNull(); }));
+        else
+            pass(0s);
+        EXPECT_EQ(server.lockToken(kPath).isNull(), served);
+        locks.reset();
+    }
+}
+
+TEST_F(VDLockControllerTest, ALostConnectionDropsTheLockUntilTheFileIsLockedAgain) {
+    for (const char *kind : kBothKinds) {
+        SCOPED_TRACE(kind);
+        start(kind);
+        lock();
+        for (const char *method : {"LOCK", "UNLOCK"})
+            server.fault({.method = method, .times = Fault::kAlways, .close = true});
+        clock += 150000;
+        ASSERT_TRUE(waitUntil([&] { return person.alerts.size() == 1; }));
+        EXPECT_FALSE(locks->isLock(kPath));
+        server.clearFaults();
+        person.alerts.clear();
+        EXPECT_TRUE(lock()) << "what the server kept is released before";
+        EXPECT_TRUE(isLockedHereAndThere(kPath));
+        locks.reset();
+        EXPECT_TRUE(server.lockToken(kPath).isNull());
+    }
+}
+
 TEST_F(VDLockControllerTest, DisposingReleasesEveryLock) {
     start();
     server.addFile("/b", "x");
