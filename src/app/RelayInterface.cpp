@@ -7,6 +7,7 @@
 #include "platform/net/RunLoop.h"
 #include "platform/system/ControlChannel.h"
 #include "platform/system/DesktopNotification.h"
+#include "platform/ui/VDSSLChooserWindowController.h"
 
 bool RelayInterface::hasCommand() const {
     return channel && channel->isOpen();
@@ -59,6 +60,7 @@ bool RelayInterface::runLogin(LoginQuestion &question) {
         {QStringLiteral("type"), QStringLiteral("login")},
         {QStringLiteral("title"), question.title},
         {QStringLiteral("username"), question.username},
+        {QStringLiteral("isPassphrase"), question.isPassphrase},
     });
     if (!answer || !answer->value(QStringLiteral("accepted")).toBool())
         return false;
@@ -67,9 +69,35 @@ bool RelayInterface::runLogin(LoginQuestion &question) {
     return true;
 }
 
+int RelayInterface::runChooser(VDSSLChooserWindowController &chooser) {
+    if (!hasCommand())
+        return local && !isCancelled ? local->runChooser(chooser) : 0;
+    Table &table = chooser.tableSelectCert;
+    QStringList labels, issuers;
+    for (const QStringList &row : table.rows()) {
+        labels += row[0];
+        issuers += row[1];
+    }
+    const auto answer = ask({
+        {QStringLiteral("type"), QStringLiteral("chooser")},
+        {QStringLiteral("labels"), QJsonArray::fromStringList(labels)},
+        {QStringLiteral("issuers"), QJsonArray::fromStringList(issuers)},
+    });
+    const int row =
+        answer ? answer->value(QStringLiteral("row")).toInt(Table::kNoRow) : Table::kNoRow;
+    if (row < 0 || row >= table.rows().size())
+        return VDSSLChooserWindowController::kCancel;
+    table.userSelect(row);
+    return VDSSLChooserWindowController::kOK;
+}
+
 void RelayInterface::openFolder(const QString &path) {
     if (local)
         local->openFolder(path);
+}
+
+QString RelayInterface::runSavePanel(const SavePanel &panel) {
+    return local && !isCancelled ? local->runSavePanel(panel) : QString();
 }
 
 std::unique_ptr<ProgressPanel> RelayInterface::makeProgressPanel(const QString &name) {

@@ -16,6 +16,8 @@
 #include "platform/system/SignalWatcher.h"
 #include "platform/system/SingleInstance.h"
 #include "platform/ui/UserInterface.h"
+#include "platform/ui/VDSSLChooserWindowController.h"
+#include "platform/ui/VDSSLTableData.h"
 
 namespace {
 
@@ -99,6 +101,8 @@ void ServiceClient::take(const QJsonObject &message) {
         takeAlert(message);
     else if (type == QStringLiteral("login"))
         takeLogin(message);
+    else if (type == QStringLiteral("chooser"))
+        takeChooser(message);
     else if (type == QStringLiteral("progress"))
         takeProgress(message[QStringLiteral("uploads")].toArray());
     else if (type == QStringLiteral("result"))
@@ -124,11 +128,23 @@ void ServiceClient::takeLogin(const QJsonObject &message) {
         .title = message[QStringLiteral("title")].toString(),
         .username = message[QStringLiteral("username")].toString(),
         .password = {},
+        .isPassphrase = message[QStringLiteral("isPassphrase")].toBool(),
     };
     const bool isAccepted = interface.runLogin(question);
     answer(message, {{QStringLiteral("accepted"), isAccepted},
                      {QStringLiteral("username"), question.username},
                      {QStringLiteral("password"), question.password}});
+}
+
+void ServiceClient::takeChooser(const QJsonObject &message) {
+    VDSSLTableData data{
+        .certLavels = message[QStringLiteral("labels")].toVariant().toStringList(),
+        .certIssurs = message[QStringLiteral("issuers")].toVariant().toStringList(),
+    };
+    VDSSLChooserWindowController chooser(data);
+    const bool isChosen = interface.runChooser(chooser) == VDSSLChooserWindowController::kOK;
+    answer(message, {{QStringLiteral("row"),
+                      isChosen ? chooser.tableSelectCert.selectedRow() : Table::kNoRow}});
 }
 
 // A volume uploads one file after the other.

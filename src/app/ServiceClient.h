@@ -34,6 +34,7 @@ class ServiceClient {
     void take(const QJsonObject &message);
     void takeAlert(const QJsonObject &message);
     void takeLogin(const QJsonObject &message);
+    void takeChooser(const QJsonObject &message);
     void takeProgress(const QJsonArray &uploads);
     void answer(const QJsonObject &question, QJsonObject answer);
 

@@ -9,7 +9,7 @@
 #include "app/AppDelegate.h"
 #include "common/Text.h"
 #include "connection/ClientIdentitySource.h"
-#include "connection/EnvironmentProxySource.h"
+#include "connection/VDAutoProxySetting.h"
 #include "connection/VDConnectionInfo.h"
 #include "fs/VelmoraDisk.h"
 #include "platform/system/Preferences.h"
@@ -31,7 +31,7 @@ class Application : public testing::Test {
         return record;
     }
 
-    EnvironmentProxySource proxies;
+    VDAutoProxySetting proxies;
     NoClientIdentity identities;
     RecordingInterface interface;
     std::shared_ptr<AppDelegate> application = AppDelegate::create(proxies, identities);

@@ -34,6 +34,10 @@ class RecordingInterface : public UserInterface {
         return true;
     }
 
+    int runChooser(VDSSLChooserWindowController &chooser) override {
+        return onChooser ? onChooser(chooser) : 0;
+    }
+
     void openFolder(const QString &path) override { folders.append(path); }
 
     QString runSavePanel(const SavePanel &panel) override {
@@ -43,6 +47,7 @@ class RecordingInterface : public UserInterface {
 
     QList<Alert> alerts;
     std::function<int(const Alert &)> onAlert;
+    std::function<int(VDSSLChooserWindowController &)> onChooser;
     QList<LoginQuestion> logins;
     QList<Login> loginAnswers;
     QStringList folders;

@@ -31,6 +31,7 @@ struct ServerState {
     int connectionCount = 0;
     int openConnections = 0;
     bool askForClientCertificate = false;
+    QByteArray demandedCertificate;  // null: none is demanded
     quint16 proxyTarget = 0;
 
     struct AnswerHeader {

@@ -38,16 +38,22 @@ void Listener::incomingConnection(qintptr descriptor) {
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     int number = 0;
     bool askForCertificate = false;
+    QByteArray demanded;
     {
         const std::lock_guard guard(state->mutex);
         number = ++state->connectionCount;
         ++state->openConnections;
         askForCertificate = state->askForClientCertificate;
+        demanded = state->demandedCertificate;
     }
     new HttpPeer(socket, state, number, this);
     if (state->mode != TestServer::Https)
         return;
     tls.setPeerVerifyMode(askForCertificate ? QSslSocket::QueryPeer : QSslSocket::VerifyNone);
+    if (!demanded.isNull()) {
+        tls.setPeerVerifyMode(QSslSocket::VerifyPeer);
+        tls.setCaCertificates(QSslCertificate::fromData(demanded));
+    }
     socket->setSslConfiguration(tls);
     socket->startServerEncryption();
 }

@@ -269,6 +269,11 @@ void TestServer::expireNonce() {
     state->login.expireNonce();
 }
 
+void TestServer::demandClientCertificate(const QByteArray &pem) {
+    const std::lock_guard guard(state->mutex);
+    state->demandedCertificate = pem;
+}
+
 void TestServer::askForClientCertificate() {
     const std::lock_guard guard(state->mutex);
     state->askForClientCertificate = true;

@@ -120,6 +120,8 @@ class TestServer {
     void expireNonce();
     // Asks a TLS client for a certificate (not checked); to be called before it connects.
     void askForClientCertificate();
+    // Closes on a TLS client that shows another certificate, or none.
+    void demandClientCertificate(const QByteArray &pem);
     // Every host a proxy is asked for is this port of 127.0.0.1; 0: as asked.
     void routeProxyTo(quint16 port);
 

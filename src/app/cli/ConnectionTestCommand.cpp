@@ -4,9 +4,9 @@
 #include "app/cli/Command.h"
 #include "app/cli/Credentials.h"
 #include "common/Text.h"
-#include "connection/ClientIdentitySource.h"
-#include "connection/EnvironmentProxySource.h"
+#include "connection/VDAutoProxySetting.h"
 #include "connection/VDConnectionInfo.h"
+#include "connection/VDSSLCertificate.h"
 #include "webdav/VDWebDAVConnect.h"
 
 namespace {
@@ -31,8 +31,8 @@ int test(const Invocation &invocation) {
         record->isAllowSelfsign = true;
 
     AppDelegate::joinLog();
-    const EnvironmentProxySource proxies;
-    NoClientIdentity identities;
+    const VDAutoProxySetting proxies;
+    VDSSLCertificate identities;
     UserInterface::install(&invocation.interface);
     const bool isReady = AppDelegate::create(proxies, identities)->checkLogin(*record) != nullptr;
     UserInterface::install(nullptr);

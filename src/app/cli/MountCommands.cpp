@@ -9,10 +9,10 @@
 #include "app/cli/Command.h"
 #include "app/cli/Credentials.h"
 #include "common/Text.h"
-#include "connection/ClientIdentitySource.h"
 #include "connection/ConnectionUrl.h"
-#include "connection/EnvironmentProxySource.h"
+#include "connection/VDAutoProxySetting.h"
 #include "connection/VDConnectionInfo.h"
+#include "connection/VDSSLCertificate.h"
 #include "platform/system/DeadMounts.h"
 
 namespace {
@@ -130,8 +130,8 @@ int mountInBackground(const Invocation &invocation, const QJsonObject &request) 
 // This process is the instance, unless there is one already, which then does the work.
 int mountInForeground(const Invocation &invocation, QJsonObject request) {
     using ServiceLauncher::Answer;
-    const EnvironmentProxySource proxies;
-    NoClientIdentity identities;
+    const VDAutoProxySetting proxies;
+    VDSSLCertificate identities;
     MountService service(proxies, identities, &invocation.interface);
     const ServiceLauncher::Launch launch = service.begin();
     if (launch.answer == Answer::Failed)

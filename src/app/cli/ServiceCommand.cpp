@@ -2,15 +2,15 @@
 
 #include "app/MountService.h"
 #include "app/cli/Command.h"
-#include "connection/ClientIdentitySource.h"
-#include "connection/EnvironmentProxySource.h"
+#include "connection/VDAutoProxySetting.h"
+#include "connection/VDSSLCertificate.h"
 
 namespace {
 
 int serve(const Invocation &) {
     ServiceLauncher::detach();
-    const EnvironmentProxySource proxies;
-    NoClientIdentity identities;
+    const VDAutoProxySetting proxies;
+    VDSSLCertificate identities;
     MountService service(proxies, identities, nullptr);
     const ServiceLauncher::Launch launch = service.begin();
     ServiceLauncher::tellStarter(launch.answer, launch.reason);

@@ -6,22 +6,14 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QFileInfo>
 #include <QStringList>
 #include <QVariantMap>
+
+#include "platform/system/SessionBus.h"
 
 namespace {
 
 constexpr auto kConnectLimit = std::chrono::milliseconds(500);
-
-// A bus that is there already: none is started for a notification.
-bool hasSessionBus() {
-    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
-    if (!address.isEmpty())
-        return !address.startsWith(QStringLiteral("autolaunch:"));
-    const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return !folder.isEmpty() && QFileInfo::exists(folder + QStringLiteral("/bus"));
-}
 
 QDBusMessage notification(const QString &title, const QString &text) {
     const QString service = QStringLiteral("org.freedesktop.Notifications");
@@ -39,7 +31,8 @@ QDBusMessage notification(const QString &title, const QString &text) {
 }  // namespace
 
 void DesktopNotification::send(const QString &title, const QString &text) {
-    if (!hasSessionBus())
+    // None is started for a notification.
+    if (!SessionBus::isThere())
         return;
     // Connecting waits for the bus, and this thread must not wait long for one that hangs.
     std::packaged_task<void()> task(

@@ -3,6 +3,7 @@
 #include "common/Text.h"
 #include "platform/ui/Console.h"
 #include "platform/ui/ConsoleProgressPanel.h"
+#include "platform/ui/VDSSLChooserWindowController.h"
 
 namespace {
 
@@ -49,6 +50,8 @@ int ConsoleInterface::choose(const Alert &alert) {
 }
 
 bool ConsoleInterface::runLogin(LoginQuestion &question) {
+    if (question.isPassphrase)
+        return askPassphrase(question);
     const bool isProxy = !question.title.isEmpty();
     const bool isRefused = !isProxy && isLoginGiven;
     if (!console.canAsk()) {
@@ -74,6 +77,36 @@ bool ConsoleInterface::runLogin(LoginQuestion &question) {
     question.password = *password;
     isLoginGiven = isLoginGiven || !isProxy;
     return true;
+}
+
+bool ConsoleInterface::askPassphrase(LoginQuestion &question) {
+    console.complain(question.title);
+    const auto passphrase = console.askSecret(localizedText("Cli_PromptPassphrase"));
+    if (passphrase)
+        question.password = *passphrase;
+    return passphrase.has_value();
+}
+
+int ConsoleInterface::runChooser(VDSSLChooserWindowController &chooser) {
+    Table &table = chooser.tableSelectCert;
+    if (!console.canAsk()) {
+        console.complain(localizedText("Cli_Unattended_ClientCertificate"));
+        return VDSSLChooserWindowController::kCancel;
+    }
+    console.complain(localizedText("Cli_ChooseCertificate"));
+    for (int row = 0; row < table.rows().size(); ++row)
+        console.complain(localizedText("Cli_CertificateRow", QString::number(row + 1),
+                                       table.rows()[row][0], table.rows()[row][1]));
+    while (const auto answer = console.ask(localizedText("Cli_PromptCertificate"))) {
+        if (answer->trimmed().isEmpty())
+            break;
+        const int row = answer->toInt() - 1;
+        if (row < 0 || row >= table.rows().size())
+            continue;
+        table.userSelect(row);
+        return VDSSLChooserWindowController::kOK;
+    }
+    return VDSSLChooserWindowController::kCancel;
 }
 
 std::unique_ptr<ProgressPanel> ConsoleInterface::makeProgressPanel(const QString &) {

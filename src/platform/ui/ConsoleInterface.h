@@ -12,6 +12,7 @@ class ConsoleInterface : public UserInterface {
 
     int runAlert(const Alert &alert) override;
     bool runLogin(LoginQuestion &question) override;
+    int runChooser(VDSSLChooserWindowController &chooser) override;
     void openFolder(const QString &) override {}
     std::unique_ptr<ProgressPanel> makeProgressPanel(const QString &windowName) override;
 
@@ -24,6 +25,7 @@ class ConsoleInterface : public UserInterface {
 
   private:
     int choose(const Alert &alert);
+    bool askPassphrase(LoginQuestion &question);
 
     Console &console;
     bool told = false;

@@ -7,6 +7,8 @@
 
 #include "platform/ui/ProgressPanel.h"
 
+struct VDSSLChooserWindowController;
+
 // A question or a message as the program sees it, whatever draws it.
 struct Alert {
     QString title;
@@ -22,6 +24,7 @@ struct LoginQuestion {
     QString title;
     QString username;
     QString password;
+    bool isPassphrase = false;  // there is no user name to ask for
 };
 
 struct SavePanel {
@@ -44,6 +47,9 @@ class UserInterface {
     // Shows a login form filled with the question and waits; true with the fields changed when it
     // was accepted, false when it was cancelled or nobody can answer.
     virtual bool runLogin(LoginQuestion &question) = 0;
+    // Shows the chooser of client identities and waits; its modal run's code, 0 where nobody can
+    // answer.
+    virtual int runChooser(VDSSLChooserWindowController &) { return 0; }
     // Opens a folder in the user's file viewer, where there is one.
     virtual void openFolder(const QString &path) = 0;
     // Asks for the path of a file to write, proposing a name in a folder; null when that was
