@@ -1047,5 +1047,14 @@ Velmora Disk can start once they are unmounted.</translation>
     <message id="Desktop_TakeOver_Yes">
         <translation>Unmount and Start</translation>
     </message>
+    <message id="Settings_Unsaved">
+        <translation>The connection shown in the settings has changes that are not saved.</translation>
+    </message>
+    <message id="Settings_KeepEditing">
+        <translation>Keep Editing</translation>
+    </message>
+    <message id="Settings_Drop">
+        <translation>Drop the Changes</translation>
+    </message>
 </context>
 </TS>

@@ -1047,5 +1047,14 @@ velmoradisk コマンド [オプション...]
     <message id="Desktop_TakeOver_Yes">
         <translation>マウントを解除して起動</translation>
     </message>
+    <message id="Settings_Unsaved">
+        <translation>設定に表示されている接続には、保存されていない変更があります。</translation>
+    </message>
+    <message id="Settings_KeepEditing">
+        <translation>編集を続ける</translation>
+    </message>
+    <message id="Settings_Drop">
+        <translation>変更を破棄</translation>
+    </message>
 </context>
 </TS>

@@ -129,13 +129,19 @@ void AppDelegate::autoMount(VDConnectionInfo &record) {
 }
 
 void AppDelegate::reloadConnectInfo(const QString &name) {
-    if (const auto record = conInfoList.value(name); record && record->isMount)
+    const auto known = conInfoList.value(name);
+    if (known && known->isMount)
         return;
     Preferences::standard().synchronize(nullptr);
-    if (const auto record = VDConnectionInfo::loadConnectInfo(name))
-        conInfoList[name] = record;
-    else
+    const auto record = VDConnectionInfo::loadConnectInfo(name);
+    if (!record) {
         conInfoList.remove(name);
+        return;
+    }
+    // The chosen identity is never stored.
+    if (known && record->isUseCert.value_or(false))
+        record->certArr = known->certArr;
+    conInfoList[name] = record;
 }
 
 void AppDelegate::applicationShouldTerminate(std::function<void()> ended) {

@@ -146,6 +146,7 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
     void fillMenuIcon();
     void fillConnectItems();
     void putAutoStartItem(bool isOn);
+    void quit();
     void showMountState();
     bool isLoggingIn(const QString &name) const;
     void showLogin();

@@ -80,7 +80,7 @@ void AppDelegate::fillMenuIcon() {
         {.title = localizedText("Menu_Settings"), .action = later([this] { WakeupWindow(); })},
         {.title = localizedText("Menu_Log"), .action = later([this] { logSelect(); })},
         kSeparator,
-        {.title = localizedText("Menu_Quit"), .action = later([this] { quitProgram(); })},
+        {.title = localizedText("Menu_Quit"), .action = later([this] { quit(); })},
     };
     if (!logins.isEmpty())
         items.insert(1, {.title = localizedText("Menu_StopConnecting", logins.last().name),
@@ -130,8 +130,9 @@ void AppDelegate::finishLaunching() {
     readAllDefault();
     if (settings)
         settings->windowReset();
-    if (!autoConnect.isNull())
-        connectVelmora(autoConnect);
+    // A login serves events, and with them perhaps the next URL.
+    while (!autoConnect.isNull())
+        connectVelmora(std::exchange(autoConnect, {}));
     inited = true;
 }
 
@@ -161,6 +162,11 @@ void AppDelegate::putAutoStartItem(bool isOn) {
     QString problem;
     if (!(isOn ? loginItems->removeItem(&problem) : loginItems->insertItem(&problem)))
         tell("Common_Error_Title", problem);
+}
+
+void AppDelegate::quit() {
+    if (settings->mayDropForm())
+        quitProgram();
 }
 
 void AppDelegate::logSelect() {
@@ -209,9 +215,9 @@ bool AppDelegate::isLoggingIn(const QString &name) const {
 
 std::shared_ptr<VDWebDAVConnect> AppDelegate::checkLogin(VDConnectionInfo &connectInfo) {
     LoginCheck check(proxies, identities);
-    // The text of the window's field counts, whichever connection it shows, as long as it has shown
-    // one.
-    const bool isShown = settings && !settings->txtMountPoint.text().isNull();
+    // The field of the window counts, whichever connection it shows, as long as it is in sight.
+    const bool isShown =
+        settings && settings->window.isVisible() && !settings->viewOptionTab.isHidden();
     logins.append({&check, connectInfo.connectionName});
     showLogin();
     auto session = check.checkLogin(

@@ -35,7 +35,7 @@ void SettingsWindow::connectActions() {
     const auto run = [this](Control &control, void (SettingsWindow::*operation)()) {
         control.action = [this, operation] { (this->*operation)(); };
     };
-    run(window, &SettingsWindow::cancel);
+    run(window, &SettingsWindow::closeWindow);
     run(btnAdd, &SettingsWindow::addNewInfo);
     run(btnDelete, &SettingsWindow::deleteInfo);
     run(btnConnectTest, &SettingsWindow::putConnectTest);
@@ -91,6 +91,7 @@ void SettingsWindow::setWindowParams(const VDConnectionInfo &record) {
     switchUseCert();
     switchChengeMountPoint();
     viewOptionTab.setHidden(record.isMount);
+    shownForm = getWindowParams();
 }
 
 SettingsWindow::RecordPtr SettingsWindow::getWindowParams() const {

@@ -71,6 +71,8 @@ class SettingsWindow {
     void windowReset();
     // The names in the table have changed.
     void reloadTable();
+    // Whether what was typed since the record was shown may go: asks where there is any.
+    bool mayDropForm() const;
     // A mount came up or ended, perhaps of the record that the form shows.
     void mountStateChanged();
     // A login of that connection is under way; null: none any more.
@@ -108,6 +110,7 @@ class SettingsWindow {
     QString typedName() const;
     QString typedURL() const;
     bool isMounted(const QString &name) const;
+    void closeWindow();
     // These tell the user what is wrong. oldName is that of the record in the row, null for none.
     bool saveForm(int row, const RecordPtr &form, const QString &oldName);
     bool areFieldsUsable(const VDConnectionInfo &form) const;
@@ -119,6 +122,7 @@ class SettingsWindow {
 
     const Application application;
     QString currentConnectName;                     // of the record shown
+    std::shared_ptr<VDConnectionInfo> shownForm;    // the form before anything was typed
     QString shownURL;                               // as the record has it
     std::shared_ptr<VDConnectionInfo> beforeCinfo;  // the last form that failed its check
     QList<ClientIdentity> certArr;                  // the identity chosen in the window

@@ -286,6 +286,24 @@ void SettingsWindow::cancel() {
     window.hide();
 }
 
+// Unlike the button that says so, the frame of a window doesn't promise to drop anything.
+void SettingsWindow::closeWindow() {
+    if (isTesting || mayDropForm())
+        cancel();
+}
+
+bool SettingsWindow::mayDropForm() const {
+    const bool isTyped = window.isVisible() && TableConnectList.selectedRow() >= 0 &&
+                         !viewOptionTab.isHidden() && !getWindowParams()->equals(*shownForm);
+    constexpr int kDrop = 1;
+    return !isTyped ||
+           VDCommonUtils::showAlert({.title = localizedText("Common_Confirm_Title"),
+                                     .text = localizedText("Settings_Unsaved"),
+                                     .informativeText = {},
+                                     .buttons = {localizedText("Settings_KeepEditing"),
+                                                 localizedText("Settings_Drop")}}) == kDrop;
+}
+
 void SettingsWindow::addNewInfo() {
     if (isBusy || (TableConnectList.selectedRow() >= 0 && !shouldSelectRow(0)))
         return;

@@ -236,6 +236,51 @@ TEST_F(SettingsWindowTest, AMountedRowIsLeftAsItIs) {
     EXPECT_FALSE(window.viewOptionTab.isHidden());
 }
 
+TEST_F(SettingsWindowTest, TheFrameDropsNothingWithoutAQuestion) {
+    store("A", server.url());
+    SettingsWindow &window = open();
+    for (const int answer : {0, 1}) {
+        interface.onAlert = [answer](const Alert &) { return answer; };
+        type(window.txtUsername, "not saved anyway");
+        window.window.userClose();
+        EXPECT_FALSE(window.window.isVisible());
+        EXPECT_EQ(told(), QStringList());
+        application->WakeupWindow();
+        type(window.txtConnectionName, "Typed");
+        window.window.userClose();
+        EXPECT_EQ(told(), QStringList(localizedText("Settings_Unsaved")));
+        EXPECT_EQ(window.window.isVisible(), answer == 0);
+        type(window.txtConnectionName, "A");
+    }
+}
+
+TEST_F(SettingsWindowTest, TheFieldInSightIsTheMountPointThatIsChecked) {
+    store("A", server.url());
+    store("B", server.url(), "/tmp/b");
+    SettingsWindow &window = open();
+    window.chengeMountPoint.userSet(true);
+    type(window.txtMountPoint, "/tmp/no/parent");
+    EXPECT_FALSE(application->connectVelmora("B"));
+    EXPECT_EQ(told(), QStringList(localizedText("AppDelegate_4")));
+    window.window.hide();
+    server.fault({.method = "OPTIONS", .times = Fault::kAlways, .status = 403});
+    EXPECT_FALSE(application->connectVelmora("B"));
+    EXPECT_EQ(told(), QStringList(localizedText("AppDelegate_9")));
+}
+
+TEST_F(SettingsWindowTest, ADamagedFileIsToldOnce) {
+    store("A", server.url());
+    QFile file(QDir::homePath() + "/.config/velmoradisk/preferences.json");
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("{") == 1);
+    file.close();
+    open();
+    const QStringList messages = told();
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_TRUE(messages[0].contains("set aside")) << qPrintable(messages[0]);
+    application->WakeupWindow();
+    EXPECT_EQ(told(), QStringList());
+}
+
 TEST_F(SettingsWindowTest, ARowIsDeletedAfterAQuestion) {
     store("A", server.url());
     store("B", server.url());
