@@ -22,4 +22,5 @@ struct UserData : HandleData {
     std::shared_ptr<WebDavResourceCache> webDavResouceCache;
     uint64_t orgFileSize = 0;       // bytes at open, 0 for a created file
     QDateTime orginalModifiedDate;  // at open with write intent, else invalid
+    QString orgEtag;                // the same; null where the server tells none
 };

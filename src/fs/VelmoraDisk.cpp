@@ -34,6 +34,12 @@ QString journalFolder(const QString &mountPath) {
 VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
                          std::weak_ptr<MountOwner> startupmenu, const QString &mountPath,
                          const QString &connectionName)
+    : VelmoraDisk(std::move(connect), std::move(startupmenu), mountPath, connectionName,
+                  LockTiming::ofThisComputer()) {}
+
+VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
+                         std::weak_ptr<MountOwner> startupmenu, const QString &mountPath,
+                         const QString &connectionName, const LockTiming &lockTiming)
     : connectionName(connectionName),
       DAVConnection(std::move(connect)),
       startupmenu(std::move(startupmenu)),
@@ -42,8 +48,7 @@ VelmoraDisk::VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect,
       sysInfoCache(std::make_unique<FileSystemInfoCache>()),
       accessCol(std::make_unique<AccessControler>()),
       lockCtr(std::make_shared<VDLockController>(DAVConnection, mountPath, connectionName,
-                                                 LockTiming::ofThisComputer(),
-                                                 journalFolder(mountPath))),
+                                                 lockTiming, journalFolder(mountPath))),
       cacheCtr(
           std::make_unique<CacheController>(DAVConnection, virtualStoreCtl->contentCachePath())),
       currentMountPath(mountPath) {

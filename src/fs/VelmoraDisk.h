@@ -23,6 +23,7 @@ class VDLockController;
 class VDWebDAVConnect;
 class VirtualStoreControler;
 struct ListingTypes;
+struct LockTiming;
 struct UploadFailure;
 struct WebDavResource;
 
@@ -35,6 +36,10 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     // Empties and makes the mount's local store, and starts the lock and cleaning threads.
     VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect, std::weak_ptr<MountOwner> startupmenu,
                 const QString &mountPath, const QString &connectionName);
+    // With a clock other than the computer's.
+    VelmoraDisk(std::shared_ptr<VDWebDAVConnect> connect, std::weak_ptr<MountOwner> startupmenu,
+                const QString &mountPath, const QString &connectionName,
+                const LockTiming &lockTiming);
     ~VelmoraDisk() override;
 
     // The mount point; "" after the unmount. Safe from any thread.

@@ -80,8 +80,10 @@ bool VelmoraDisk::openFileAtPath(const QString &path, int mode, HandlePtr *userD
     }
     if (const auto resource = entry->webDavResource()) {
         handle->orgFileSize = static_cast<uint64_t>(resource->fileSize);
-        if (writes)
+        if (writes) {
             handle->orginalModifiedDate = resource->fileLastModified;
+            handle->orgEtag = resource->etag;
+        }
     }
     addHandle(path, entry, handle, userData);
     return true;

@@ -181,10 +181,13 @@ bool VelmoraDisk::retakeLock(const QString &path, WebDavResourceCache &entry,
     const auto current = resourceFromServer(path);
     const bool isMissing = current->error && current->error->code == kNotFound;
     const bool isCreated = handle.opentype & UserData::kCreated;
-    const bool isSame =
-        isCreated ? isMissing || (!current->error && current->fileSize == 0)
-                  : !current->error && current->fileLastModified == handle.orginalModifiedDate &&
-                        static_cast<uint64_t>(current->fileSize) == handle.orgFileSize;
+    const bool sameTag =
+        handle.orgEtag.isEmpty() || current->etag.isEmpty() || current->etag == handle.orgEtag;
+    const bool isSame = isCreated
+                            ? isMissing || (!current->error && current->fileSize == 0)
+                            : !current->error && sameTag &&
+                                  current->fileLastModified == handle.orginalModifiedDate &&
+                                  static_cast<uint64_t>(current->fileSize) == handle.orgFileSize;
     entry.webDavResource()->lockDiscovery = lockCtr->getDiscovery(path);
     return isSame;
 }

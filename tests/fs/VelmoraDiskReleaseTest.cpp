@@ -1,3 +1,4 @@
+#include <atomic>
 #include <chrono>
 
 #include <QCoreApplication>
@@ -223,4 +224,59 @@ TEST_F(Releasing, SomebodyElseTookTheForgottenLock) {
     EXPECT_EQ(atHome("file"), "Content");
     EXPECT_EQ(told().last(), message8("/file", "file"));
     QFile::remove(QDir::homePath() + "/file");
+}
+
+// The renewal failed while the file was open, and the lock was given up. At the close it is taken
+// again, and what others wrote meanwhile stays.
+TEST_F(Releasing, ALockGivenUpAtItsRenewal) {
+    const struct {
+        const char *event;
+        Fault fault;
+        const char *key;
+        bool isSent;
+    } cases[] = {
+        {"refused", {.status = 403}, "VDLockController_2", true},
+        {"unreachable", {.close = true}, "VDLockController_3", true},
+        {"changed", {.status = 403}, "VDLockController_2", false},
+        {"taken", {}, "VDLockController_0", false},
+    };
+    const auto clock = std::make_shared<std::atomic<qint64>>(1000);
+    lockTiming.now = [clock] { return std::chrono::milliseconds(*clock); };
+    lockTiming.pauseBetweenPasses = std::chrono::milliseconds(5);
+    connect();
+    for (const auto &one : cases) {
+        const QString name = one.event;
+        const QString path = '/' + name;
+        SCOPED_TRACE(one.event);
+        server.addFile(path, "content");
+        const HandlePtr handle = open(path, O_RDWR);
+        ASSERT_TRUE(handle);
+        EXPECT_EQ(write(path, handle, 0, "C"), 1);
+        for (const char *method : {"LOCK", "UNLOCK"}) {
+            Fault fault = one.fault;
+            fault.method = method;
+            fault.times = Fault::kAlways;
+            if (fault.close || (fault.status && fault.method == "LOCK"))
+                server.fault(fault);
+        }
+        if (name == "changed" || name == "taken") {
+            server.dropLock(path);
+            server.addFile(path, "theirs!");
+        }
+        if (name == "taken")
+            server.lockAs(path, "somebody");
+        *clock += 150000;
+        QStringList texts;
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (texts.isEmpty() && std::chrono::steady_clock::now() < limit)
+            texts = told();
+        EXPECT_EQ(texts, QStringList(localizedText(one.key, "/Volumes/Test", path, "Test")));
+        server.clearFaults();
+        release(path, handle);
+        EXPECT_EQ(server.content(path), one.isSent ? "Content" : "theirs!");
+        EXPECT_EQ(atHome(name), one.isSent ? QByteArray() : "Content");
+        EXPECT_EQ(server.lockToken(path).isNull(), name != "taken");
+        told();
+        QFile::remove(QDir::homePath() + '/' + name);
+    }
 }

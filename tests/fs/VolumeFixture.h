@@ -7,6 +7,7 @@
 
 #include "fs/VelmoraDisk.h"
 #include "http/ASHttpConnectInfo.h"
+#include "lock/VDLockController.h"
 #include "support/TestServer.h"
 #include "webdav/VDWebDAVConnect.h"
 
@@ -22,9 +23,9 @@ class VolumeFixture : public testing::Test {
             std::make_shared<VDWebDAVConnect>(std::make_shared<ASHttpConnectInfo>(), server.url());
         std::optional<Error> failure;
         ASSERT_TRUE(session->IsDAVServer(QString(), &failure));
-        disk =
-            std::make_shared<VelmoraDisk>(session, std::weak_ptr<MountOwner>(),
-                                          QStringLiteral("/Volumes/Test"), QStringLiteral("Test"));
+        disk = std::make_shared<VelmoraDisk>(session, std::weak_ptr<MountOwner>(),
+                                             QStringLiteral("/Volumes/Test"),
+                                             QStringLiteral("Test"), lockTiming);
         server.clearRequests();
     }
 
@@ -110,6 +111,7 @@ class VolumeFixture : public testing::Test {
 
     const QByteArray commonHome = qgetenv("HOME");
     const QTemporaryDir home;
+    LockTiming lockTiming = LockTiming::ofThisComputer();
     TestServer server;
     std::shared_ptr<VDWebDAVConnect> session;
     std::shared_ptr<VelmoraDisk> disk;
