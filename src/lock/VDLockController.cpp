@@ -108,9 +108,6 @@ std::shared_ptr<LockDiscovery> VDLockController::lock(
     const bool locked = takeOnServer(path, known ? known : given, &taken, &failure);
     if (!locked && !(failure && failure->isPosix())) {
         lockCountMap[key] = 0;
-        // Taken, but the marking that goes with it failed: nobody else would release it.
-        if (taken)
-            con->fileUnlock(path, taken, nullptr);
         setError(error, Error::errorWithPOSIXCode(failure ? posixCodeOf(*failure) : EACCES));
         return nullptr;
     }
@@ -135,7 +132,10 @@ bool VDLockController::takeOnServer(const QString &path, const LockPtr &previous
                                     ErrorOut error) {
     std::optional<Error> failure;
     if (!con->fileLock(path, kRequestedTimeout, previous, taken, &failure)) {
-        if (failure && failure->code == kNoAnswer && !con->isVelmora())
+        const LockPtr unmarked = std::exchange(*taken, nullptr);
+        if (unmarked)
+            giveBack(path, unmarked);
+        else if (failure && failure->code == kNoAnswer && !con->isVelmora())
             keepLeft({con->itemUrl(path), QString()});
         if (failure)
             setError(error, *failure);
@@ -144,6 +144,14 @@ bool VDLockController::takeOnServer(const QString &path, const LockPtr &previous
     if (*taken && (*taken)->isLock)
         journal.put(keyOf(path), {con->itemUrl(path), (*taken)->locktoken});
     return true;
+}
+
+// Taken, but the marking that goes with it failed: nobody else would release it.
+void VDLockController::giveBack(const QString &path, const LockPtr &lock) {
+    std::optional<Error> failure;
+    con->fileUnlock(path, lock, &failure);
+    if (failure && mayStillHold(*failure))
+        keepLeft({con->itemUrl(path), lock->locktoken});
 }
 
 void VDLockController::releaseOnServer(const QString &key, ErrorOut error) {

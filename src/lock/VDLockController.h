@@ -100,6 +100,7 @@ class VDLockController {
     // out itself.
     LockPtr usable(const LockPtr &lock) const;
     bool takeOnServer(const QString &path, const LockPtr &previous, LockPtr *taken, ErrorOut error);
+    void giveBack(const QString &path, const LockPtr &lock);
     void releaseOnServer(const QString &key, ErrorOut error);
     void forget(const QString &key);
     // After the answer to its release: where the server may hold the lock still, it is tried again

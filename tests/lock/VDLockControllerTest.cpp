@@ -251,6 +251,25 @@ TEST_F(VDLockControllerTest, ALostConnectionDropsTheLockUntilTheFileIsLockedAgai
     }
 }
 
+TEST_F(VDLockControllerTest, ALockThatCannotBeMarkedIsGivenBack) {
+    for (const bool retaken : {false, true}) {
+        for (const bool isAway : {false, true}) {
+            SCOPED_TRACE(testing::Message() << retaken << isAway);
+            start("3.9");
+            if (retaken)
+                lock();
+            server.dropLock(kPath);
+            server.fault({.method = "PROPPATCH", .times = Fault::kAlways, .status = 403});
+            if (isAway)
+                server.fault({.method = "UNLOCK", .times = Fault::kAlways, .close = true});
+            EXPECT_FALSE(retaken ? locks->retake(kPath) : lock() != nullptr);
+            server.clearFaults();
+            EXPECT_TRUE(waitUntil([&] { return server.lockToken(kPath).isNull(); }));
+            locks.reset();
+        }
+    }
+}
+
 TEST_F(VDLockControllerTest, DisposingReleasesEveryLock) {
     start();
     server.addFile("/b", "x");
