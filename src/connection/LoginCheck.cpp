@@ -1,11 +1,14 @@
 #include "connection/LoginCheck.h"
 
+#include <thread>
+
 #include <QFileInfo>
 
 #include "common/Text.h"
 #include "common/VDCommonUtils.h"
 #include "connection/ClientIdentitySource.h"
 #include "connection/VDConnectionInfo.h"
+#include "platform/net/RunLoop.h"
 #include "webdav/VDWebDAVConnect.h"
 
 namespace {
@@ -81,6 +84,24 @@ bool LoginCheck::findsFolder(VDWebDAVConnect &session) const {
     return found && !error;
 }
 
+// Aside, since the system's proxy may take seconds to work out.
+std::shared_ptr<ASHttpConnectInfo> LoginCheck::parametersOf(
+    const VDConnectionInfo &connectInfo) const {
+    std::shared_ptr<ASHttpConnectInfo> parameters;
+    bool isReady = false;
+    const auto loop = RunLoop::current();
+    std::thread worker([&, record = connectInfo] {
+        auto made = record.makeHttpConnectinfo(proxies);
+        loop->post([&parameters, &isReady, made = std::move(made)] {
+            parameters = made;
+            isReady = true;
+        });
+    });
+    loop->runUntil([&isReady] { return isReady; });
+    worker.join();
+    return parameters;
+}
+
 void LoginCheck::cancel() {
     isCancelled = true;
     if (const auto checked = session.lock())
@@ -97,7 +118,9 @@ std::shared_ptr<VDWebDAVConnect> LoginCheck::checkLogin(VDConnectionInfo &connec
         return nullptr;
     }
 
-    const std::shared_ptr<ASHttpConnectInfo> parameters = connectInfo.makeHttpConnectinfo(proxies);
+    const std::shared_ptr<ASHttpConnectInfo> parameters = parametersOf(connectInfo);
+    if (isCancelled)
+        return nullptr;
     QList<ClientIdentity> chosen;
     if (connectInfo.isUseCert.value_or(false) && connectInfo.certArr.isEmpty()) {
         chosen = identities.getClientIdentity();

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+class ASHttpConnectInfo;
 class ClientIdentitySource;
 class SystemProxySource;
 class VDWebDAVConnect;
@@ -34,6 +35,7 @@ class LoginCheck {
     std::weak_ptr<VDWebDAVConnect> session;  // being checked
     bool isCancelled = false;
 
+    std::shared_ptr<ASHttpConnectInfo> parametersOf(const VDConnectionInfo &connectInfo) const;
     bool findsServer(VDWebDAVConnect &session) const;
     bool findsFolder(VDWebDAVConnect &session) const;
 };

@@ -29,6 +29,7 @@ SettingsWindow::SettingsWindow(const Application &application) : application(app
     connectActions();
     selectDivideSize.setItems({localizedText("Settings_Undivided")});
     showBusy({});
+    windowReset();
 }
 
 void SettingsWindow::connectActions() {

@@ -2,7 +2,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSemaphore>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include "common/Text.h"
 #include "connection/ClientIdentitySource.h"
@@ -167,6 +169,32 @@ TEST_F(LoginCheckTest, CancellingNeedsNoMessage) {
     ASSERT_EQ(interface.alerts.size(), 1);
     EXPECT_EQ(interface.alerts.first().text,
               localizedText("KQSelfServerCertificateWindowController_0"));
+}
+
+TEST_F(LoginCheckTest, EventsAreServedWhileTheProxyIsWorkedOut) {
+    struct SlowProxy : SystemProxySource {
+        std::optional<ProxyConf> getProxy(const QUrl &) const override {
+            EXPECT_TRUE(isServed.tryAcquire(1, 20'000));
+            return std::nullopt;
+        }
+        mutable QSemaphore isServed;
+    } slow;
+    TestServer server;
+    VDConnectionInfo info = connectionTo(server.url());
+    info.isUseProxy = true;
+    info.isProxyAuto = true;
+    for (const bool isCancelled : {false, true}) {
+        server.clearRequests();
+        LoginCheck patient(slow, identities);
+        QTimer::singleShot(0, [&] {
+            if (isCancelled)
+                patient.cancel();
+            slow.isServed.release();
+        });
+        EXPECT_EQ(patient.checkLogin(info, {}) == nullptr, isCancelled);
+        EXPECT_EQ(server.requests().isEmpty(), isCancelled);
+        EXPECT_EQ(told(), QStringList());
+    }
 }
 
 TEST_F(LoginCheckTest, ChosenIdentityIsKeptInTheRecord) {
