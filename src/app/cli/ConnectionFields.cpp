@@ -4,10 +4,10 @@
 
 #include <QJsonValue>
 
-#include "connection/ConnectionUrl.h"
 #include "app/cli/Command.h"
 #include "app/cli/Credentials.h"
 #include "common/Text.h"
+#include "connection/ConnectionUrl.h"
 #include "connection/VDConnectionInfo.h"
 
 namespace ConnectionFields {
