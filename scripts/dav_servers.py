@@ -41,11 +41,12 @@ class Server:
     """One server over one folder. A context manager: gone, with its files, when left."""
     name = ""
 
-    def __init__(self, folder, login=None, scheme="Basic", tls=False, port=None):
+    def __init__(self, folder, login=None, scheme="Basic", tls=False, port=None, client=None):
         self.folder = os.path.abspath(folder)
         self.login = login
         self.scheme = scheme
         self.tls = tls
+        self.client = client  # the file of the one certificate that clients may show; TLS only
         self.fixed_port = port
         self.port = port
         self.process = None
@@ -157,6 +158,8 @@ class Apache(Server):
             lines += ["User nobody", "Group nogroup"]
         if self.tls:
             lines += ["SSLEngine On", f"SSLCertificateFile {self.certificate()}"]
+        if self.client:
+            lines += ["SSLVerifyClient require", f"SSLCACertificateFile {self.client}"]
         return "\n".join(lines) + "\n"
 
     def lock_folder(self):

@@ -11,6 +11,10 @@
 #include "platform/system/ProxyPasswords.h"
 #include "support/TestServer.h"
 
+// GIO has members of that name.
+#undef signals
+#include <libsecret/secret.h>
+
 namespace {
 
 using Fixed = ProxySettings::Fixed;
@@ -217,6 +221,7 @@ TEST(ProxyScript, TellsWhatItsFunctionAnswers) {
         {"function FindProxyForURL(", "http://h/", ""},
         {"no such", "http://h/", ""},
         {script("throw 1;"), "http://h/", ""},
+        {script("return f(); } function f() { return f();"), "http://h/", ""},
     };
     for (const auto &[content, url, answer] : cases)
         EXPECT_EQ(ProxyScript::evaluate(content, QUrl(url)), answer) << content.constData();
@@ -235,6 +240,21 @@ TEST(ProxyScript, IsFetchedDirectlyAndWithinLimits) {
     EXPECT_TRUE(ProxyScript::fetch(QUrl(server.url("/none.pac"))).isNull());
     EXPECT_TRUE(ProxyScript::fetch(QUrl("ftp://127.0.0.1/x")).isNull());
     EXPECT_TRUE(ProxyScript::fetch(QUrl()).isNull());
+}
+
+TEST(ProxyPasswords, AreFoundByAllTheirAttributes) {
+    QTemporaryDir folder;
+    const Environment environment(
+        "SECRET_BACKEND=file;SECRET_FILE_TEST_PASSWORD=x;SECRET_FILE_TEST_PATH=" +
+        folder.filePath("keyring").toUtf8());
+    ASSERT_TRUE(secret_password_store_sync(SECRET_SCHEMA_COMPAT_NETWORK, nullptr, "proxy", "päss",
+                                           nullptr, nullptr, "server", "h", "port", 3128,
+                                           "protocol", "https", "user", "ann", nullptr));
+    EXPECT_EQ(ProxyPasswords::find("h", 3128, "https", "ann"), "päss");
+    EXPECT_TRUE(ProxyPasswords::find("h", 3128, "http", "ann").isNull());
+    EXPECT_TRUE(ProxyPasswords::find("h", 3129, "https", "ann").isNull());
+    EXPECT_TRUE(ProxyPasswords::find("i", 3128, "https", "ann").isNull());
+    EXPECT_TRUE(ProxyPasswords::find("h", 3128, "https", "bob").isNull());
 }
 
 TEST(ProxyPasswords, NothingIsFoundWithoutABus) {

@@ -6,6 +6,7 @@ import re
 import select
 import signal
 import socket
+import subprocess
 import threading
 import time
 
@@ -133,6 +134,76 @@ class Questions(VolumeTest):
                     self.assertNotIn(b"secret", file.read())
         user.velmoradisk("mount", "Kept")
         self.assertTrue(is_mounted(volume))
+
+
+class ClientCertificates(VolumeTest):
+    MODULE = "/usr/lib/x86_64-linux-gnu/softhsm/libsofthsm2.so"
+
+    def in_place(self, *command):
+        subprocess.run(command, cwd=self.place, check=True, capture_output=True, **self.who.identity(),
+                       env=self.who.environment)
+
+    def setUp(self):
+        self.who = self.user(True)
+        self.place = os.path.join(self.who.home, ".local/share/velmoradisk/identities")
+        self.who.run("mkdir", "-p", self.place)
+        for name in ("stranger", "anna"):
+            self.in_place("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
+                          f"/O={name}s firm/CN={name}", "-keyout", f"{name}.key", "-out", f"{name}.pem")
+        folder = self.folder()
+        trees.write(folder, "file", b"for anna")
+        self.server_ = self.server(Apache, folder, tls=True, client=os.path.join(self.place, "anna.pem"))
+        self.volume = self.who.mount_point("Certified")
+        self.who.velmoradisk("connection", "add", "Certified", "--url", self.server_.url, "--mount-point", self.volume,
+                             "--allow-self-signed", "yes", "--client-certificate", "yes")
+
+    def mount_with(self, choice, *secrets):
+        """The exit code of a mount with that row of the list."""
+        terminal = Terminal(self.who, "mount", "Certified")
+        shown = terminal.expect("(?i)number of the certificate[^\n]*: ?")
+        rows = dict(re.findall(r"(\d)\) (.*?) \(issued by", shown))
+        self.assertNotIn("secret", shown)
+        terminal.answer(next((row for row, label in rows.items() if label == choice), ""))
+        for secret in secrets:
+            terminal.expect("(?i)passphrase: ?")
+            terminal.answer(secret)
+        return terminal.exit_code()
+
+    def check_mounted(self):
+        self.assertEqual(self.who.run("cat", os.path.join(self.volume, "file")).stdout, "for anna")
+        self.assertNotIn("secret", self.who.log())
+        self.who.velmoradisk("unmount", "Certified")
+        # The choice is the process's, and so is the token's driver.
+        await_true(lambda: not self.who.processes(), 20, "the end of the background process")
+        self.assertNotIn("CRASH", self.who.log())
+
+    def test_the_one_chosen_in_the_folder_is_shown_to_the_server(self):
+        self.in_place("openssl", "pkcs12", "-export", "-in", "anna.pem", "-inkey", "anna.key", "-out", "kept.p12",
+                      "-passout", "pass:the secret")
+        for choice in ("", "stranger"):
+            self.assertEqual(self.mount_with(choice), 1, choice)
+            self.assertFalse(is_mounted(self.volume))
+        self.assertEqual(self.mount_with("anna"), 0)
+        self.check_mounted()
+        self.assertEqual(self.mount_with("kept", "no secret", "the secret"), 0)
+        self.check_mounted()
+
+    def test_the_one_on_a_token_is_shown_to_the_server(self):
+        tokens = os.path.join(self.who.home, "tokens")
+        self.who.run("mkdir", tokens)
+        config = os.path.join(self.who.place, "softhsm2.conf")
+        with open(config, "w") as file:
+            file.write(f"directories.tokendir = {tokens}\n")
+        self.who.environment["SOFTHSM2_CONF"] = config
+        self.in_place("softhsm2-util", "--init-token", "--free", "--label", "Card", "--so-pin", "12345678", "--pin",
+                      "secret4711")
+        self.in_place("softhsm2-util", "--import", "anna.key", "--token", "Card", "--label", "key", "--id", "01",
+                      "--pin", "secret4711")
+        self.in_place("openssl", "x509", "-in", "anna.pem", "-outform", "der", "-out", "anna.der")
+        self.in_place("pkcs11-tool", "--module", self.MODULE, "--token-label", "Card", "--login", "--pin", "secret4711",
+                      "--write-object", "anna.der", "--type", "cert", "--id", "01", "--label", "Annas card")
+        self.assertEqual(self.mount_with("Annas card", "secret0815", "secret4711"), 0)
+        self.check_mounted()
 
 
 class SlowLine:

@@ -1,13 +1,20 @@
 #include "platform/net/ProxyScript.h"
 
+#include <array>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
+#include <cstring>
 #include <curl/curl.h>
-#include <future>
+#include <fcntl.h>
 #include <memory>
-#include <mutex>
 #include <pacparser.h>
-#include <thread>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <QDeadlineTimer>
 #include <QUrl>
 
 namespace {
@@ -16,6 +23,7 @@ constexpr long kFetchLimitMs = 5'000;
 constexpr auto kEvaluateLimit = std::chrono::seconds(5);
 constexpr qsizetype kMaxSize = 1024 * 1024;
 constexpr long kMaxRedirects = 5;
+constexpr size_t kMaxAnswer = 4096;
 
 size_t append(char *data, size_t, size_t size, void *target) {
     auto *const script = static_cast<QByteArray *>(target);
@@ -39,20 +47,36 @@ QByteArray urlForScript(QUrl url) {
     return url.toEncoded().replace('\'', "%27");
 }
 
-QString find(const QByteArray &script, const QByteArray &url, const QByteArray &host) {
-    // The engine's state is the process's.
-    static std::timed_mutex engine;
-    const std::unique_lock lock(engine, kEvaluateLimit);
-    if (!lock.owns_lock())
-        return {};
+constexpr int kCrashSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+
+// The child's part. A crash there is nobody's but the script's.
+[[noreturn]] void findAndExit(const char *script, const char *url, const char *host, int answer) {
+    for (const int signal : kCrashSignals)
+        std::signal(signal, SIG_DFL);
+    const rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
     pacparser_set_error_printer(ignoreComplaint);
-    QString answer;
-    if (pacparser_init() && pacparser_parse_pac_string(script.constData())) {
-        // The engine's own, until the clean-up.
-        if (const char *const found = pacparser_find_proxy(url.constData(), host.constData()))
-            answer = QString::fromLatin1(found);
+    if (!pacparser_init() || !pacparser_parse_pac_string(script))
+        _exit(1);
+    const char *const found = pacparser_find_proxy(url, host);
+    const bool isWritten = found && write(answer, found, strnlen(found, kMaxAnswer)) >= 0;
+    _exit(isWritten ? 0 : 1);
+}
+
+// All that comes until the other end is closed or the limit passes.
+QByteArray readAnswer(int descriptor) {
+    const QDeadlineTimer limit(kEvaluateLimit);
+    QByteArray answer;
+    std::array<char, kMaxAnswer> block;
+    while (!limit.hasExpired()) {
+        pollfd wanted{descriptor, POLLIN, 0};
+        if (poll(&wanted, 1, int(limit.remainingTime())) <= 0)
+            continue;
+        const ssize_t size = read(descriptor, block.data(), block.size());
+        if (size <= 0)
+            break;
+        answer.append(block.data(), size);
     }
-    pacparser_cleanup();
     return answer;
 }
 
@@ -82,15 +106,27 @@ QByteArray ProxyScript::fetch(const QUrl &url) {
     return curl_easy_perform(handle.get()) == CURLE_OK ? script : QByteArray();
 }
 
+// In a process of its own, since the engine can't be interrupted, and a script that brings it down
+// must not take the volumes along.
 QString ProxyScript::evaluate(const QByteArray &script, const QUrl &url) {
     if (script.contains('\0'))
         return {};
-    // The engine can't be interrupted: a script without an end keeps its thread, not this one.
-    std::packaged_task<QString()> task(
-        [script, text = urlForScript(url), host = url.host(QUrl::FullyEncoded).toLatin1()] {
-            return find(script, text, host);
-        });
-    std::future<QString> answer = task.get_future();
-    std::thread(std::move(task)).detach();
-    return answer.wait_for(kEvaluateLimit) == std::future_status::ready ? answer.get() : QString();
+    const QByteArray text = urlForScript(url);
+    const QByteArray host = url.host(QUrl::FullyEncoded).toLatin1();
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return {};
+    const pid_t child = fork();
+    if (child == 0)
+        findAndExit(script.constData(), text.constData(), host.constData(), ends[1]);
+    close(ends[1]);
+    QByteArray answer;
+    if (child > 0) {
+        answer = readAnswer(ends[0]);
+        kill(child, SIGKILL);
+        while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+    close(ends[0]);
+    return QString::fromLatin1(answer);
 }
