@@ -92,10 +92,25 @@ void MountService::run() {
     instance.release();
 }
 
+void MountService::setWindows(const Windows &program) {
+    windows = program;
+}
+
+void MountService::finishLaunching() {
+    isMounting = true;
+    hasReadConnections = true;
+    application->finishLaunching();
+    isMounting = false;
+    considerEnd();
+    runNextMount();
+}
+
 void MountService::stop() {
     if (isStopping)
         return;
     isStopping = true;
+    if (windows)
+        windows->endBegins();
     idleTimer.stop();
     // While volumes still end, commands are told so; a process that ends at once must not take one.
     if (application->isIdle())
@@ -116,7 +131,7 @@ void MountService::considerEnd() {
         QTimer::singleShot(kLeaveLimit, &idleTimer, [this] { leaveLogin(); });
     else if (isStopped)
         QCoreApplication::quit();
-    else if (isIdle && !isStopping && !idleTimer.isActive())
+    else if (isIdle && !isStopping && !windows && !idleTimer.isActive())
         idleTimer.start();
     else if (!isIdle)
         idleTimer.stop();
@@ -127,7 +142,8 @@ void MountService::considerEnd() {
 void MountService::leaveLogin() {
     if (!isMounting)
         return;
-    mountingReply(resultOf(false, localizedText("Cli_Stopping")));
+    if (mountingReply)
+        mountingReply(resultOf(false, localizedText("Cli_Stopping")));
     _exit(EXIT_FAILURE);
 }
 
@@ -164,6 +180,8 @@ void MountService::dispatch(Job job) {
         return job.reply(resultOf(false, localizedText("Cli_Stopping")));
     if (command == QStringLiteral("unmount"))
         return unmount(job);
+    if (windows && windows->show(job.request))
+        return job.reply(resultOf(true));
     if (command != QStringLiteral("mount"))
         return job.reply(resultOf(false, localizedText("Cli_UnknownRequest")));
     mountQueue.enqueue(std::move(job));

@@ -30,6 +30,8 @@ class ControlServer;
 //            lists what came up.
 //   unmount  "target" (name or mount point), "force"
 //   status   "mounts" with, among others, "uploads": "path", "sent" and "total" (bytes) of each
+//   show     brings the settings window to the front, where the instance has one
+//   open     "url": mounts what it names, where the instance has windows
 // Each gets one "result" with "ok" and, on failure, perhaps a "message"; alerts and login questions
 // may come before it, each question expecting an "answer". With "stay" an "ended" follows at the
 // mount's end. Who waits for a volume's end gets a "progress" with its "uploads" once a second
@@ -51,6 +53,20 @@ class MountService {
     void run();
     // A request of this process itself; its reply comes while run() runs.
     void submit(const QJsonObject &request, Reply reply);
+
+    // For a program with windows, before run(): what shows them for a request, false for one that
+    // it doesn't know; and what is told first when the end begins. Such a program doesn't end with
+    // its last mount.
+    struct Windows {
+        std::function<bool(const QJsonObject &request)> show;
+        std::function<void()> endBegins;
+    };
+    void setWindows(const Windows &program);
+    // Reads the connections and mounts those marked for it. Blocks for the logins.
+    void finishLaunching();
+    // Begins the end; run() returns once everything is unmounted.
+    void quit() { stop(); }
+    AppDelegate &delegate() { return *application; }
 
     // Without a message where the user has been told already.
     static QJsonObject resultOf(bool ok, const QString &message = {});
@@ -92,7 +108,7 @@ class MountService {
     QJsonObject status() const;
     void mountChanged(const QString &name, GMUserFileSystem::Notification notification,
                       const std::optional<Error> &error);
-    void endWaits(const QString &name, const QString &failure);
+    bool endWaits(const QString &name, const QString &failure);
     void finishWait(const MountWait &wait);
     void forgetUnsaved(const QString &name);
     void stop();
@@ -100,6 +116,7 @@ class MountService {
     void leaveLogin();
 
     SingleInstance instance;
+    std::optional<Windows> windows;
     RelayInterface relay;
     const bool isLocal;
     const std::shared_ptr<AppDelegate> application;

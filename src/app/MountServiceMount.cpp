@@ -13,6 +13,7 @@
 #include "connection/VDConnectionInfo.h"
 #include "fs/VelmoraDisk.h"
 #include "platform/system/ControlChannel.h"
+#include "platform/ui/VDModelessMessage.h"
 
 using Notification = GMUserFileSystem::Notification;
 
@@ -217,8 +218,13 @@ void MountService::mountChanged(const QString &name, Notification notification,
         endWaits(name, {});
     } else {
         const QString failure = error ? textOf(*error) : QString();
-        if (notification == Notification::kGMUserFileSystemMountFailed)
-            endWaits(name, failure.isEmpty() ? localizedText("Cli_MountFailed", name) : failure);
+        if (notification == Notification::kGMUserFileSystemMountFailed) {
+            const QString text =
+                failure.isEmpty() ? localizedText("Cli_MountFailed", name) : failure;
+            // Nobody waits for a mount that was chosen in a menu.
+            if (!endWaits(name, text) && windows)
+                VDModelessMessage::ShowMessageModeless(text, {}, name);
+        }
         const QList<Job> waiting = unmountWaits.take(name);
         for (const Job &job : waiting)
             job.reply(resultOf(true));
@@ -230,11 +236,14 @@ void MountService::mountChanged(const QString &name, Notification notification,
     considerEnd();
 }
 
-void MountService::endWaits(const QString &name, const QString &failure) {
+// False where nobody waited.
+bool MountService::endWaits(const QString &name, const QString &failure) {
     QList<MountWait> ended;
+    bool isAwaited = false;
     for (MountWait &wait : mountWaits) {
         if (!wait.names.removeOne(name))
             continue;
+        isAwaited = true;
         if (failure.isEmpty())
             wait.mounted += name;
         else
@@ -252,6 +261,7 @@ void MountService::endWaits(const QString &name, const QString &failure) {
     mountWaits.removeIf([](const MountWait &wait) { return wait.names.isEmpty(); });
     for (const MountWait &wait : ended)
         finishWait(wait);
+    return isAwaited;
 }
 
 void MountService::finishWait(const MountWait &wait) {

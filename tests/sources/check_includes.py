@@ -36,6 +36,8 @@ def offences(root):
                     if not found:
                         continue
                     included = found.group(1)
+                    if included.startswith("ui_"):  # generated from the form beside it
+                        continue
                     other = included.split("/")[0]
                     if included.startswith(IMPLEMENTATIONS) and not path.startswith(IMPLEMENTATIONS):
                         yield f"{path}:{number}: {included} is an implementation; include its interface"

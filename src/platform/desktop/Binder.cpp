@@ -14,12 +14,10 @@
 
 namespace {
 
-// Text of several lines, as it is pasted, as one line.
-QString oneLine(const QString &text) {
-    static const QRegularExpression breaks(QStringLiteral("[\\x00-\\x1f\\x7f\\x{2028}\\x{2029}]+"));
-    if (!text.contains(breaks))
-        return text;
-    return QString(text).replace(breaks, QStringLiteral(" ")).trimmed();
+// Pasted text without the line breaks at its ends, which nobody sees or means.
+QString withoutOuterBreaks(const QString &text) {
+    static const QRegularExpression breaks(QStringLiteral("^[\\r\\n]+|[\\r\\n]+$"));
+    return QString(text).remove(breaks);
 }
 
 int selectedRowOf(const QTreeWidget &tree) {
@@ -112,7 +110,7 @@ void Binder::listen(const QString &name, TextField &field) {
     if (!edit)
         return;
     QObject::connect(edit, &QLineEdit::textEdited, &context, [edit, &field](const QString &text) {
-        const QString line = oneLine(text);
+        const QString line = withoutOuterBreaks(text);
         if (line != text)
             edit->setText(line);
         field.userEdit(line);

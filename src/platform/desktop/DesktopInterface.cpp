@@ -5,15 +5,18 @@
 #include <QDialog>
 #include <QDir>
 #include <QFileDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QUrl>
 
 #include "common/Text.h"
+#include "platform/desktop/Binder.h"
 #include "platform/desktop/Forms.h"
 #include "platform/desktop/ProgressWindow.h"
 #include "platform/net/RunLoop.h"
+#include "platform/ui/VDSSLChooserWindowController.h"
 
 namespace {
 
@@ -76,9 +79,14 @@ bool DesktopInterface::runLogin(LoginQuestion &question) {
     auto *const password = dialog.findChild<QLineEdit *>(QStringLiteral("txtPassword"));
     if (!question.title.isEmpty())
         dialog.setWindowTitle(question.title);
+    if (question.isPassphrase) {
+        dialog.findChild<QLabel *>(QStringLiteral("lblQuestion"))->setText(question.title);
+        dialog.findChild<QLabel *>(QStringLiteral("lblUsername"))->hide();
+        username->hide();
+    }
     username->setText(question.username);
     password->setText(question.password);
-    (question.username.isEmpty() ? username : password)->setFocus();
+    (question.username.isEmpty() && !question.isPassphrase ? username : password)->setFocus();
     QObject::connect(dialog.findChild<QPushButton *>(QStringLiteral("btnOK")),
                      &QPushButton::clicked, &dialog, &QDialog::accept);
     QObject::connect(dialog.findChild<QPushButton *>(QStringLiteral("btnCancel")),
@@ -90,6 +98,22 @@ bool DesktopInterface::runLogin(LoginQuestion &question) {
     question.username = username->text();
     question.password = password->text();
     return true;
+}
+
+int DesktopInterface::runChooser(VDSSLChooserWindowController &chooser) {
+    if (isClosing)
+        return VDSSLChooserWindowController::kCancel;
+    const std::unique_ptr<QWidget> form = makeForm(chooser.window.name);
+    auto &dialog = dynamic_cast<QDialog &>(*form);
+    Binder binder(dialog);
+    binder.bind(QStringLiteral("tableSelectCert"), chooser.tableSelectCert);
+    binder.bind(QStringLiteral("btnOK"), chooser.btnOK);
+    binder.bind(QStringLiteral("btnCancel"), chooser.btnCancel);
+    binder.bindWindow(chooser.window);
+    opened.append({&dialog, Kind::Question});
+    const int code = chooser.window.runModal();
+    opened.removeIf([&dialog](const Open &each) { return each.dialog == &dialog; });
+    return code;
 }
 
 void DesktopInterface::openFolder(const QString &path) {

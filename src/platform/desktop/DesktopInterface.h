@@ -17,6 +17,7 @@ class DesktopInterface : public UserInterface {
 
     int runAlert(const Alert &alert) override;
     bool runLogin(LoginQuestion &question) override;
+    int runChooser(VDSSLChooserWindowController &chooser) override;
     void openFolder(const QString &path) override;
     QString runSavePanel(const SavePanel &panel) override;
     std::unique_ptr<ProgressPanel> makeProgressPanel(const QString &windowName) override;

@@ -4,9 +4,8 @@
 #include <QCursor>
 #include <QEvent>
 #include <QIcon>
+#include <QMenu>
 #include <QPalette>
-
-#include "platform/desktop/MenuMirror.h"
 
 namespace {
 
@@ -19,11 +18,10 @@ bool isDarkDesktop() {
 
 }  // namespace
 
-TrayIcon::TrayIcon(const std::shared_ptr<MenuModel> &model) {
-    mirrorMenu(menu, model);
+TrayIcon::TrayIcon(QMenu &menu) {
     icon.setContextMenu(&menu);
     QObject::connect(&icon, &QSystemTrayIcon::activated, this,
-                     [this](QSystemTrayIcon::ActivationReason reason) {
+                     [&menu](QSystemTrayIcon::ActivationReason reason) {
                          if (reason == QSystemTrayIcon::Trigger)
                              menu.popup(QCursor::pos());
                      });

@@ -1,19 +1,16 @@
 #pragma once
 
-#include <memory>
-
-#include <QMenu>
 #include <QObject>
 #include <QString>
 #include <QSystemTrayIcon>
 
-class MenuModel;
+class QMenu;
 
 // The icon in the desktop's panel, with the menu. It comes as soon as there is a panel that takes
 // it. Main thread.
 class TrayIcon : public QObject {
   public:
-    explicit TrayIcon(const std::shared_ptr<MenuModel> &model);
+    explicit TrayIcon(QMenu &menu);
 
     static bool hasPlace() { return QSystemTrayIcon::isSystemTrayAvailable(); }
 
@@ -25,7 +22,6 @@ class TrayIcon : public QObject {
   private:
     void draw();
 
-    QMenu menu;
     QSystemTrayIcon icon;
     bool isMounted = false;
     bool isUploading = false;
