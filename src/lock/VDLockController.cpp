@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kRequestedTimeout = 300;  // seconds
 constexpr int kNoAnswer = 0;
+constexpr int kNoLockOfOurs = 5;
 
 int posixCodeOf(const Error &error) {
     static const QMap<int, int> codes = {
@@ -33,6 +34,11 @@ bool endsUnlocking(const Error &error) {
 bool mayStillHold(const Error &error) {
     static const QSet<int> codes = {kNoAnswer, 11, 12};
     return codes.contains(error.code);
+}
+
+// The server may have given the lock, and its token wasn't told.
+bool mayBeUntold(const Error &error) {
+    return error.code == kNoAnswer || error.code == kNoLockOfOurs;
 }
 
 // Null: the item is gone, and with it the lock; nobody need be told.
@@ -135,7 +141,7 @@ bool VDLockController::takeOnServer(const QString &path, const LockPtr &previous
         const LockPtr unmarked = std::exchange(*taken, nullptr);
         if (unmarked)
             giveBack(path, unmarked);
-        else if (failure && failure->code == kNoAnswer && !con->isVelmora())
+        else if (failure && mayBeUntold(*failure) && !con->isVelmora())
             keepLeft({con->itemUrl(path), QString()});
         if (failure)
             setError(error, *failure);

@@ -62,12 +62,13 @@ QString givenToken(const ASWDCmd &command) {
     return bracketed ? token.mid(1, token.size() - 2) : QString();
 }
 
-// The server may have the lock all the same: the answer got lost, or a gateway's stands for it. And
-// where a request is sent again on a new connection, it may meet the lock of its first sending.
+// Where no token was told, the server may have the lock all the same: the answer got lost, or its
+// end, or a gateway's stands for it. And where a request is sent again on a new connection, it may
+// meet the lock of its first sending.
 bool mayBeServed(Outcome outcome, int status) {
     constexpr int kLocked = 423;
     constexpr int kServerError = 500;
-    return outcome == Outcome::kNoAnswer || status == kLocked || status >= kServerError;
+    return outcome != Outcome::kRefused || status == kLocked || status >= kServerError;
 }
 
 }  // namespace
@@ -146,11 +147,12 @@ bool VDWebDAVConnect::fileLock(const QString &path, int timeout, bool shared, qi
     Lock lock;
     if (outcome == Outcome::kSuccess)
         lock = lockOfAnswer(*command, prevLockDiscovery.get(), &failure);
-    else if (!prevLockDiscovery && mayBeServed(outcome, status))
-        lock = lostLock(command->remoteURL, nullptr);
-    if (lock && outcome != Outcome::kSuccess) {
+    const bool isTold = prevLockDiscovery || (lock && isOwnLock(*lock));
+    const bool isAsked = !isTold && mayBeServed(outcome, status);
+    if (const Lock lost = isAsked ? lostLock(command->remoteURL, nullptr) : nullptr) {
         failure.reset();
-        makeOwn(*lock, command->remoteURL, kNew);
+        makeOwn(*lost, command->remoteURL, kNew);
+        lock = lost;
     }
     if (failure) {
         if (error)

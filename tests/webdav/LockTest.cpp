@@ -130,6 +130,7 @@ TEST_F(LockTest, ALockWhoseAnswerWasLostIsOursByItsOwner) {
         {.method = "LOCK", .times = Fault::kAlways, .close = true, .process = true},
         {.method = "LOCK", .close = true, .process = true},  // and sent again
         {.method = "LOCK", .status = 504, .process = true},
+        {.method = "LOCK", .status = 200, .process = true},  // without the token
         {.method = "LOCK", .cutAfter = 30},
     };
     for (const bool tellsOwner : {true, false}) {
