@@ -105,10 +105,13 @@ std::optional<QString> moveInto(const QString &folder, const QString &localPath,
 }
 
 // The home; where that takes nothing, folders that no unmount deletes, the last of them on the
-// copy's own file system, where a move needs no room.
-QStringList foldersFor(const QString &localPath) {
+// copy's own file system, where a move needs no room. Never the home for a name as ".profile": what
+// came from a server must not begin to run there.
+QStringList foldersFor(const QString &localPath, const QString &name) {
     const QString saved = QStringLiteral("/.VelmoraDisk_Saved");
-    QStringList folders{QDir::homePath(), QDir::homePath() + saved};
+    QStringList folders{QDir::homePath() + saved};
+    if (!name.startsWith(QLatin1Char('.')))
+        folders.prepend(QDir::homePath());
     const QString prefix = QStringLiteral("/.VelmoraDisk_Store");
     const qsizetype start = localPath.indexOf(prefix);
     if (start < 0)
@@ -147,7 +150,7 @@ std::optional<QString> UnsentFiles::saveAtHome(const QString &localPath, const Q
         return std::nullopt;
     const QString composedName =
         QFileInfo(name).fileName().normalized(QString::NormalizationForm_C);
-    const QStringList folders = foldersFor(localPath);
+    const QStringList folders = foldersFor(localPath, composedName);
     for (const QString &folder : folders) {
         if (!makePrivateFolder(folder))
             continue;

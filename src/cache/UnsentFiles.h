@@ -14,8 +14,9 @@ void clearMark(const QString &localPath);
 bool isMarked(const QString &localPath);
 
 // Moves the copy into the user's home under its name, or under a free one like it where that is
-// taken: nothing there is ever replaced. The mark goes. Where the copy lies now; nothing, with the
-// copy where it was, on failure.
+// taken: nothing there is ever replaced. A hidden name goes to a folder of the home, since programs
+// take such a file in the home itself for their configuration. The mark goes. Where the copy lies
+// now; nothing, with the copy where it was, on failure.
 std::optional<QString> saveAtHome(const QString &localPath, const QString &name);
 
 }  // namespace UnsentFiles

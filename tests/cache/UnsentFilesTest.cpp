@@ -83,7 +83,7 @@ TEST_F(UnsentFilesTest, SavedUnderAFreeNameAndNothingIsReplaced) {
     } cases[] = {
         {"report.txt", {"report.txt", "report 2.txt", "report 3.txt"}},
         {"a.tar.gz", {"a.tar.gz", "a.tar 2.gz"}},
-        {".hidden", {".hidden", ".hidden 2"}},
+        {".profile", {".VelmoraDisk_Saved/.profile", ".VelmoraDisk_Saved/.profile 2"}},
         {"cafe\u0301", {"caf\u00e9", "caf\u00e9 2"}},
         {longest, {longest, QString(249, 'x') + " 2.txt"}},
     };

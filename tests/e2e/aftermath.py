@@ -1,4 +1,5 @@
 """What is left after writing: locks on the server, copies at home that couldn't be uploaded."""
+import glob
 import os
 import urllib.parse
 import urllib.request
@@ -25,5 +26,5 @@ def rescue_copies(user):
     """The paths of the copies at the user's home that they were told of."""
     with open(os.path.join(user.home, "VelmoraDiskLog/velmoradisk.log"), errors="replace") as file:
         log = file.read()
-    paths = [os.path.join(user.home, name) for name in sorted(os.listdir(user.home))]
-    return [path for path in paths if os.path.isfile(path) and path in log]
+    paths = glob.glob(os.path.join(user.home, "*")) + glob.glob(os.path.join(user.home, ".VelmoraDisk_Saved/.*"))
+    return [path for path in sorted(paths) if os.path.isfile(path) and path in log]
