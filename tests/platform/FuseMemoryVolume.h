@@ -259,7 +259,8 @@ class FuseWritableVolume : public FuseMemoryVolume {
 
     bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error) override {
         const std::lock_guard guard(mutex);
-        removeItemAtPath(toPath, error);
+        if (!removeDirectoryAtPath(toPath, error))
+            return false;
         std::map<QString, ItemPtr> moved;
         for (const auto &[other, found] : items)
             moved.emplace(isIn(path, other) ? toPath + other.mid(path.size()) : other, found);
@@ -280,6 +281,14 @@ class FuseWritableVolume : public FuseMemoryVolume {
         return true;
     }
     bool removeDirectoryAtPath(const QString &path, ErrorOut error) override {
+        const std::lock_guard guard(mutex);
+        const auto isInside = [&](const auto &entry) {
+            return entry.first != path && isIn(path, entry.first);
+        };
+        if (std::any_of(items.begin(), items.end(), isInside)) {
+            setError(error, Error::errorWithPOSIXCode(ENOTEMPTY));
+            return false;
+        }
         return removeItemAtPath(path, error);
     }
 

@@ -213,8 +213,14 @@ TEST_F(GMUserFileSystemWrite, filesRemovedWhileOpenLiveOn) {
     }
     ASSERT_EQ(::mkdir(at("/folder"), 0755), 0);
     const int file = openFile("/folder/file", O_CREAT | O_WRONLY);
+    const int folder = openFile("/folder", O_RDONLY | O_DIRECTORY);
     EXPECT_EQ(::unlink(at("/folder/file")), 0);
     EXPECT_EQ(::rmdir(at("/folder")), 0);
+    struct stat removed {};
+    EXPECT_EQ(::fstat(folder, &removed), 0) << std::strerror(errno);
+    EXPECT_TRUE(S_ISDIR(removed.st_mode));
+    EXPECT_EQ(removed.st_nlink, 0u);
+    ::close(folder);
     ::close(file);
 }
 

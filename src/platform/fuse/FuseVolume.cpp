@@ -153,6 +153,7 @@ int FuseVolume::itemOf(const char *kernelPath, const fuse_file_info *info, Item 
 
 void FuseVolume::keepHandle(Item item, fuse_file_info *info) {
     info->fh = ++lastHandle;
+    nodes.open(info->fh);
     handles.emplace(info->fh, std::move(item));
 }
 

@@ -103,7 +103,6 @@ class FuseVolume {
 
     int changeAttributes(const char *kernelPath, const AttributeMap &attributes,
                          const fuse_file_info *info) const;
-    int checkEmpty(const QString &folder) const;
     int checkReplaceable(const QString &from, const QString &to, unsigned flags) const;
     int exchange(const QString &from, const QString &to);
     void orphanHandles(const QString &path);

@@ -40,6 +40,12 @@ mode_t typeBits(std::optional<bool> isKnownDirectory) {
 }  // namespace
 
 int FuseVolume::attributesOf(const Item &item, std::shared_ptr<AttributeMap> *attributes) const {
+    // Of a removed folder nothing is left to ask for.
+    if (item.isOrphan && item.isFolder) {
+        *attributes = std::make_shared<AttributeMap>();
+        (*attributes)->insert(NSFileType, NSFileTypeDirectory);
+        return 0;
+    }
     std::optional<Error> error;
     *attributes = delegate->attributesOfItemAtPath(item.path, item.data, &error);
     if (*attributes)

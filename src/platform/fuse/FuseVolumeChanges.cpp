@@ -48,26 +48,12 @@ int FuseVolume::unlink(const char *kernelPath) {
 }
 
 int FuseVolume::rmdir(const char *kernelPath) {
-    QString path;
-    if (const int code = pathFromKernel(kernelPath, &path))
-        return -code;
-    if (const int code = checkEmpty(path))
-        return -code;
-    std::optional<Error> error;
-    if (!delegate->removeDirectoryAtPath(path, &error))
-        return -hostErrno(error);
-    orphanHandles(path);
-    return 0;
-}
-
-// To the delegate, removing or replacing a folder takes all that is in it along. Names that the
-// volume doesn't show count too.
-int FuseVolume::checkEmpty(const QString &folder) const {
-    std::optional<Error> error;
-    const std::optional<QStringList> names = delegate->contentsOfDirectoryAtPath(folder, &error);
-    if (!names)
-        return hostErrno(error);
-    return names->isEmpty() ? 0 : ENOTEMPTY;
+    return changePath(kernelPath, [&](const QString &path, ErrorOut error) {
+        if (!delegate->removeDirectoryAtPath(path, error))
+            return false;
+        orphanHandles(path);
+        return true;
+    });
 }
 
 int FuseVolume::rename(const char *kernelFrom, const char *kernelTo, unsigned flags) {
@@ -127,9 +113,7 @@ int FuseVolume::checkReplaceable(const QString &from, const QString &to, unsigne
         return code;
     if (isDirectory(*source) && !isDirectory(*target))
         return ENOTDIR;
-    if (!isDirectory(*source) && isDirectory(*target))
-        return EISDIR;
-    return isDirectory(*target) ? checkEmpty(to) : 0;
+    return !isDirectory(*source) && isDirectory(*target) ? EISDIR : 0;
 }
 
 void FuseVolume::orphanHandles(const QString &path) {

@@ -66,6 +66,8 @@ class GMUserFileSystemDelegate {
                                        ErrorOut error);
     // A handle of an item that is replaced or removed keeps serving its content until its release:
     // it comes with the item's last path and its data, and that path may be another item's by then.
+    // A folder that isn't empty is neither replaced nor removed, but answers ENOTEMPTY; what is in
+    // it and not shown counts too. The host has asked for the attributes of toPath just before.
     virtual bool moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error);
     // Two files change places. ENOTSUP unless overridden.
     virtual bool exchangeDataOfItemAtPath(const QString &path, const QString &withItemAtPath,

@@ -39,16 +39,18 @@ void OpenNodes::prepare(void *request, size_t size) {
     }
 }
 
-// The answer to a create tells the number of the file's node, that to an open only its handle.
+void OpenNodes::open(uint64_t handle) {
+    nodes[handle] = node;
+}
+
+// A create is asked of the folder's node, and its answer tells that of the file.
 void OpenNodes::noteAnswer(const iovec *parts, int count) {
-    if (count < 2 || (operation != FUSE_CREATE && operation != FUSE_OPEN))
+    if (count < 2 || operation != FUSE_CREATE)
         return;
     const char *body = static_cast<const char *>(parts[1].iov_base);
-    if (operation == FUSE_CREATE) {
-        node = reinterpret_cast<const fuse_entry_out *>(body)->nodeid;
-        body += sizeof(fuse_entry_out);
-    }
-    nodes[reinterpret_cast<const fuse_open_out *>(body)->fh] = node;
+    const auto *entry = reinterpret_cast<const fuse_entry_out *>(body);
+    const auto *opened = reinterpret_cast<const fuse_open_out *>(body + sizeof(fuse_entry_out));
+    nodes[opened->fh] = entry->nodeid;
 }
 
 void OpenNodes::forget(uint64_t handle) {

@@ -6,16 +6,18 @@
 #include <unordered_map>
 #include <unordered_set>
 
-// The kernel's numbers of open files. By such a number alone it asks for the attributes of an open
-// file, fstat(2), and changes its mode and dates. libfuse looks up the path of the number, which a
-// removed file has no more. So before libfuse sees the request, it is given the file's handle.
+// The kernel's numbers of open items. By such a number alone it asks for the attributes of an open
+// item, fstat(2), and changes its mode and dates. libfuse looks up the path of the number, which a
+// removed item has no more. So before libfuse sees the request, it is given the item's handle.
 class OpenNodes {
   public:
     // Looks at a request that is about to be served, and may change it.
     void prepare(void *request, size_t size);
+    // The request being served gets this handle.
+    void open(uint64_t handle);
     // Looks at what was answered to it.
     void noteAnswer(const iovec *parts, int count);
-    // The handle's file has no path any more.
+    // The handle's item has no path any more.
     void orphan(uint64_t handle) { orphans.insert(handle); }
     void forget(uint64_t handle);
 
