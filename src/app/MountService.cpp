@@ -11,6 +11,7 @@
 #include <QEvent>
 #include <QJsonArray>
 
+#include "app/RunAside.h"
 #include "common/Text.h"
 #include "connection/VDConnectionInfo.h"
 #include "fs/VelmoraDisk.h"
@@ -89,6 +90,7 @@ void MountService::run() {
     // What the last volume told at its end must not go with the loop.
     QCoreApplication::sendPostedEvents(QCoreApplication::instance(), QEvent::MetaCall);
     server.reset();
+    endAside();
     instance.release();
 }
 

@@ -130,6 +130,8 @@ class GMUserFileSystem::Impl : public std::enable_shared_from_this<Impl> {
     // False when a stop was asked for before the volume answered.
     bool announceMount();
     void end(FusePtr instance, const QString &path);
+    // Whether a stop was asked for.
+    bool enterEnd();
     void notify(Notification notification, const std::optional<Error> &error = std::nullopt);
 
     std::atomic<const GMUserFileSystem *> owner;
@@ -140,13 +142,14 @@ class GMUserFileSystem::Impl : public std::enable_shared_from_this<Impl> {
     // The host's thread alone.
     std::unique_ptr<FuseVolume> volume;
 
-    // Guards the three below. Held while the mount table is changed, never while the delegate or
+    // Guards the four below. Held while the mount table is changed, never while the delegate or
     // an observer runs.
     std::recursive_mutex stateMutex;
     std::condition_variable_any hasEnded;  // with stateMutex
     State state = State::kIdle;
     bool stopAsked = false;
     std::unique_ptr<KernelMount> mount;
+    std::thread readLimiter;  // from the first stop asked for until the end
 
     // Guards the joining of the thread; never taken along with the other.
     std::recursive_mutex threadMutex;
@@ -186,10 +189,7 @@ void GMUserFileSystem::Impl::run(const QString &path, const MountOptions &option
         serve(instance.get());
         end(std::move(instance), path);
     } else {
-        {
-            const std::lock_guard guard(stateMutex);
-            state = State::kEnded;
-        }
+        enterEnd();
         notify(Notification::kGMUserFileSystemMountFailed, error);
     }
     hostThread = std::thread::id();
@@ -279,15 +279,7 @@ void GMUserFileSystem::Impl::end(FusePtr instance, const QString &path) {
         delegate->willUnmount();
     volume->releaseOpenHandles();
     instance.reset();
-    bool wasStopped = false;
-    {
-        const std::lock_guard guard(stateMutex);
-        wasStopped = stopAsked;
-        state = State::kEnded;
-        mount->removeMadeFolder();
-        mount.reset();
-    }
-    hasEnded.notify_all();
+    const bool wasStopped = enterEnd();
     mounted = false;
     if (wasMounted) {
         notify(Notification::kGMUserFileSystemDidUnmount);
@@ -296,6 +288,21 @@ void GMUserFileSystem::Impl::end(FusePtr instance, const QString &path) {
     notify(Notification::kGMUserFileSystemMountFailed,
            wasStopped ? failure(ECANCELED, "GMUserFileSystem_Cancelled", path)
                       : failure(EIO, "GMUserFileSystem_NoAnswer", path));
+}
+
+bool GMUserFileSystem::Impl::enterEnd() {
+    std::unique_lock guard(stateMutex);
+    state = State::kEnded;
+    if (const auto ended = std::exchange(mount, nullptr))
+        ended->removeMadeFolder();
+    std::thread limiter = std::exchange(readLimiter, {});
+    const bool wasStopped = stopAsked;
+    guard.unlock();
+    hasEnded.notify_all();
+    // Else it could outlive the program's main().
+    if (limiter.joinable())
+        limiter.join();
+    return wasStopped;
 }
 
 void GMUserFileSystem::Impl::notify(Notification notification, const std::optional<Error> &error) {
@@ -324,7 +331,7 @@ bool GMUserFileSystem::Impl::unmount(UnmountMode mode, ErrorOut error) {
     if (std::exchange(stopAsked, true))
         return true;
     wakeUp.wake();
-    std::thread([self = shared_from_this()] { self->giveUpReading(); }).detach();
+    readLimiter = std::thread([this] { giveUpReading(); });
     return true;
 }
 
