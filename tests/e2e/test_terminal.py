@@ -259,6 +259,9 @@ class Progress(VolumeTest):
         mounting.expect("mounted")
         user.run("sh", "-c", f"head -c {total} /dev/zero > {volume}/big")
         mounting.expect(r"\r\x1b\[K\S*big \(\d+% uploaded\)")
+        began = time.monotonic()
+        self.assertIn("Uploading: /big", user.velmoradisk("status").stdout)
+        self.assertLess(time.monotonic() - began, 2, "status waited for the volume")
         # Whoever looks at the volume meanwhile has to wait as well, and keeps it in use.
         unmounting = await_true(lambda: self.begin_unmount(user), 30, "the beginning of the unmount")
         unmounting.expect(r"big \([\d.]+ MiB of 24\S* MiB uploaded\)")

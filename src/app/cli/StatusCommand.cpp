@@ -27,6 +27,7 @@
 namespace {
 
 const QString kDead = QStringLiteral("dead");
+const QString kMounted = QStringLiteral("mounted");
 const QString kUnmounting = QStringLiteral("unmounting");
 constexpr std::chrono::seconds kSpaceLimit(2);
 
@@ -59,17 +60,27 @@ std::future<std::optional<Space>> askSpace(const QString &mountPoint) {
 void addSpace(QJsonObject &mount, std::future<std::optional<Space>> &answer,
               std::chrono::steady_clock::time_point deadline) {
     std::optional<Space> space;
-    if (answer.wait_until(deadline) == std::future_status::ready)
+    if (answer.valid() && answer.wait_until(deadline) == std::future_status::ready)
         space = answer.get();
     mount[QStringLiteral("size")] = space ? QJsonValue(space->size) : QJsonValue();
     mount[QStringLiteral("used")] = space ? QJsonValue(space->size - space->free) : QJsonValue();
     mount[QStringLiteral("free")] = space ? QJsonValue(space->free) : QJsonValue();
 }
 
+// A volume that uploads answers afterwards, and who waits for that keeps it from being unmounted.
+bool isAnswering(const QJsonObject &mount) {
+    return mount[QStringLiteral("state")] == kMounted &&
+           mount[QStringLiteral("uploads")].toArray().isEmpty();
+}
+
 QJsonArray withSpace(const QJsonArray &mounts) {
     std::vector<std::future<std::optional<Space>>> answers;
-    for (const auto &mount : mounts)
-        answers.push_back(askSpace(mount.toObject()[QStringLiteral("mountPoint")].toString()));
+    for (const auto &each : mounts) {
+        const QJsonObject mount = each.toObject();
+        answers.push_back(isAnswering(mount)
+                              ? askSpace(mount[QStringLiteral("mountPoint")].toString())
+                              : std::future<std::optional<Space>>());
+    }
     const auto deadline = std::chrono::steady_clock::now() + kSpaceLimit;
     QJsonArray result;
     for (qsizetype i = 0; i < mounts.size(); ++i) {
@@ -125,8 +136,7 @@ void printMount(const QJsonObject &mount, Console &console) {
     for (const auto &upload : uploads)
         line("Cli_Status_Uploading", uploadText(upload.toObject()));
     const QJsonValue size = mount[QStringLiteral("size")];
-    // Nor does a volume answer while it uploads.
-    if (size.isNull() && (isUnmounting || !uploads.isEmpty()))
+    if (size.isNull() && !isAnswering(mount))
         return;
     line("Cli_Status_Space",
          size.isNull() ? localizedText("Cli_Status_NoAnswer")
@@ -134,10 +144,14 @@ void printMount(const QJsonObject &mount, Console &console) {
                                        sizeText(mount[QStringLiteral("free")]), sizeText(size)));
 }
 
-// The volumes that a crash left; a running instance cleared them when it started.
-QJsonArray deadMounts() {
+// The volumes that a crash left; a running instance cleared them when it started, and knows its
+// own.
+QJsonArray deadMounts(const QJsonArray &running) {
+    QStringList alive;
+    for (const auto &mount : running)
+        alive += mount[QStringLiteral("mountPoint")].toString();
     QJsonArray result;
-    const QStringList places = DeadMounts::find();
+    const QStringList places = DeadMounts::find(alive);
     for (const QString &place : places) {
         QJsonObject mount{{QStringLiteral("name"), nameAt(place)},
                           {QStringLiteral("mountPoint"), place},
@@ -174,7 +188,7 @@ int status(const Invocation &invocation) {
     const auto told = RunningMounts::status(invocation.interface);
     const QJsonObject known = told.value_or(QJsonObject());
     QJsonArray mounts = withSpace(known[QStringLiteral("mounts")].toArray());
-    for (const auto &dead : deadMounts())
+    for (const auto &dead : deadMounts(mounts))
         mounts += dead;
     if (!isJson) {
         printStatus(mounts, UnseenMessages::take(), invocation.console);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <mntent.h>
@@ -11,6 +12,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include <QByteArrayList>
 #include <QFile>
 #include <QProcess>
 
@@ -40,9 +42,20 @@ bool isDead(const QByteArray &mountPoint) {
     return dead.wait_for(kAnswerLimit) == std::future_status::ready && dead.get();
 }
 
+// As the mount table tells it. Asks nothing of the volume itself.
+QByteArray resolved(const QString &mountPoint) {
+    const QByteArray path = QFile::encodeName(mountPoint);
+    const std::unique_ptr<char, decltype(&std::free)> place(::realpath(path.constData(), nullptr),
+                                                            &std::free);
+    return place ? QByteArray(place.get()) : path;
+}
+
 }  // namespace
 
-QStringList find() {
+QStringList find(const QStringList &alive) {
+    QByteArrayList spared;
+    for (const QString &mountPoint : alive)
+        spared += resolved(mountPoint);
     const std::unique_ptr<FILE, int (*)(FILE *)> table(setmntent("/proc/self/mounts", "re"),
                                                        endmntent);
     if (!table)
@@ -51,7 +64,7 @@ QStringList find() {
     mntent entry;
     char buffer[8192];
     while (getmntent_r(table.get(), &entry, buffer, sizeof buffer)) {
-        if (isOfThisUser(entry) && isDead(entry.mnt_dir))
+        if (isOfThisUser(entry) && !spared.contains(entry.mnt_dir) && isDead(entry.mnt_dir))
             result += QFile::decodeName(entry.mnt_dir);
     }
     return result;
