@@ -31,7 +31,8 @@ std::optional<QJsonObject> RelayInterface::ask(QJsonObject question) {
 }
 
 int RelayInterface::runAlert(const Alert &alert) {
-    if (!hasCommand()) {
+    // What a volume tells isn't the business of the command that is at work just then.
+    if (!hasCommand() || !alert.volume.isNull()) {
         const bool isQuestion = alert.buttons.size() > 1;
         if (local && !(isQuestion && isCancelled))
             return local->runAlert(alert);

@@ -8,6 +8,8 @@
 #include "Program.h"
 #include "app/RelayInterface.h"
 #include "app/UnseenMessages.h"
+#include "platform/system/ControlChannel.h"
+#include "platform/system/ControlServer.h"
 #include "platform/ui/VDModelessMessage.h"
 
 namespace {
@@ -41,6 +43,19 @@ TEST(UnseenMessages, StatusShowsThemOnceAlsoAfterTheirProcessIsGone) {
         << shown.toStdString();
     EXPECT_FALSE(program.run({"status"}).output.contains("Pictures"));
     EXPECT_EQ(UnseenMessages::all(), QJsonArray());
+}
+
+TEST(UnseenMessages, AVolumesIsKeptWhileACommandIsAtWork) {
+    const Program program;
+    ASSERT_TRUE(SingleInstance::makeFolder());
+    std::shared_ptr<ControlChannel> accepted;
+    ControlServer server([&](auto channel) { accepted = std::move(channel); });
+    ASSERT_TRUE(server.listen(SingleInstance::socketPath()));
+    RelayInterface relay(nullptr);
+    relay.attach(ControlChannel::connectTo(SingleInstance::socketPath()));
+    relay.runAlert({{}, "upload failed", {}, {"OK"}, "V"});
+    relay.runAlert({{}, "login failed", {}, {"OK"}, {}});
+    EXPECT_EQ(texts(UnseenMessages::all()), QStringList("upload failed"));
 }
 
 TEST(UnseenMessages, NoneOfABurstIsLostAndTheFileStaysSmall) {
