@@ -43,9 +43,13 @@ void MetaDataCache::removeMetaDataFromDelete(const QString &path, bool fromDelet
         if (!fromDelete) {
             remove(key);
         } else {
-            if (!record)
+            // Open handles keep theirs, or a new file of that name would become theirs.
+            if (record && record->handles > 0)
+                record->detached = true;
+            if (!record || record->detached)
                 record = std::make_shared<WebDavResourceCache>();
             record->place = 0;
+            record->failure = 0;
             record->setWebDavResource(nullptr);
             record->children.reset();
             insertMetaData(key, record);
@@ -76,6 +80,19 @@ void MetaDataCache::renameFrom(const QString &from, const QString &to) {
             upload->setMoveLock(false);
         }
     }
+}
+
+QStringList MetaDataCache::writtenBelow(const QString &folder) {
+    QString top = cacheKey(folder);
+    if (!top.endsWith(QLatin1Char('/')))
+        top += QLatin1Char('/');
+    QStringList written;
+    for (const QString &key : KeySet()) {
+        const RecordPtr record = key.startsWith(top) ? getMetaData(key) : nullptr;
+        if (record && record->writers > 0)
+            written.append(key);
+    }
+    return written;
 }
 
 void MetaDataCache::setMoveLock(const QString &path) {

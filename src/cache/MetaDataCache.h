@@ -28,6 +28,8 @@ class MetaDataCache : public ExpiryCacheGeneric {
     void removeMetaDataFromDelete(const QString &path, bool fromDelete);
     // The path and everything below it. Uploads are told where their item went.
     void renameFrom(const QString &from, const QString &to);
+    // The files below a folder that are open for writing; decomposed.
+    QStringList writtenBelow(const QString &folder);
     // Holds back the final move of every upload at or below the path, until renameFrom.
     void setMoveLock(const QString &path);
 

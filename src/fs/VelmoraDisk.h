@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -114,6 +115,7 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     std::shared_ptr<WebDavResource> resourceFromServer(const QString &path);
     // A new entry with such a record, entered in the metadata cache.
     EntryPtr entryFromServer(const QString &path);
+    int checkAbsence(const QString &path);
     // 0, or the errno for the caller; the handle then counts on the server's lock.
     int lockForWriting(const QString &path, WebDavResourceCache &entry, UserData &handle);
     void addHandle(const QString &path, const EntryPtr &entry,
@@ -127,6 +129,7 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     void makeNegative(const QString &path, const EntryPtr &entry, int failure);
     void enterInParent(const QString &path);
     void leaveParent(const QString &path);
+    QStringList namesOfNewFiles(const QString &folder);
     void noteListingFailure(WebDavResourceCache &entry, const Error &failure);
     // After a listing, reads the attributes of all its items in one request where they are asked
     // for one by one. The path's own entry, which is in the metadata cache then; or null.
@@ -171,12 +174,15 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     // Changes of the tree.
     bool mapFailure(const std::optional<Error> &failure, const QMap<int, int> &codes, int otherwise,
                     ErrorOut error);
-    bool isEmptyOnServer(const QString &folder, ErrorOut error);
-    // Before an item goes that is open: its handles keep the content.
-    void keepContent(const QString &path, const EntryPtr &entry);
+    bool isFailedSave(const QString &path);
+    bool isEmptyFolder(const QString &folder, ErrorOut error);
+    // Before an item goes that is open: its handles keep the content. Whether a local copy was made
+    // for that, which dropContent removes if the item stays.
+    bool keepContent(const QString &path, const EntryPtr &entry);
+    void dropContent(const QString &path, const EntryPtr &entry);
     // After it went: its handles have the entry to themselves.
     void detach(const QString &path, const EntryPtr &entry);
-    bool removeOnServer(const QString &path, ErrorOut error);
+    bool removeOnServer(const QString &path, const WebDavResourceCache &entry, ErrorOut error);
     void moveLocalItem(const QString &from, const QString &to);
     bool truncate(const QString &path, UserData &handle, qint64 size, bool *result, ErrorOut error);
     bool sendDates(const QString &path, const QMap<QString, QString> &headers, ErrorOut error);
@@ -191,9 +197,9 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     const std::shared_ptr<VDLockController> lockCtr;
     const std::unique_ptr<CacheController> cacheCtr;
     QString lastAccessFilepath = QStringLiteral("/");  // last path opened or created
-    // Paths that a program closed and the server didn't take, until they are moved, removed or
-    // sent.
-    QSet<QString> failedUploads;
+    // Paths that a program closed and the server didn't take, and when, until they are replaced,
+    // removed or sent.
+    QHash<QString, std::chrono::steady_clock::time_point> failedUploads;
     QString topFolderType;  // of the server's root; null until it is known
 
     // What the last listing told of its names; decomposed, as the cache keys are.

@@ -1,6 +1,8 @@
 // Changes of the tree: on the server, in the local store and in the caches.
 
+#include <chrono>
 #include <unistd.h>
+#include <utility>
 
 #include <QDir>
 #include <QFile>
@@ -37,11 +39,21 @@ const CodeTable kRemoveCodes = {
 
 constexpr int kLocked = 3;
 constexpr int kNotFound = 6;
-constexpr int kAlreadyExists = 8;
+
+// For so long what a failed save left on the server isn't moved. Programs try that at once, and
+// maybe again; a person comes later.
+constexpr std::chrono::seconds kFailedSaveLasts(60);
 
 bool fail(int posix, ErrorOut error) {
     setError(error, Error::errorWithPOSIXCode(posix));
     return false;
+}
+
+// A question that failed denies nothing.
+bool mayBeOnServer(const WebDavResourceCache &entry) {
+    const auto resource = entry.webDavResource();
+    const bool isDoubtful = resource && resource->error && resource->error->code != kNotFound;
+    return (entry.place & WebDavResourceCache::kOnServer) || entry.failure != 0 || isDoubtful;
 }
 
 void removeLocalItem(const QString &localPath) {
@@ -70,19 +82,15 @@ bool VelmoraDisk::createDirectoryAtPath(const QString &path, const AttributeMap 
         return fail(EROFS, error);
     const Ticket ticket(*accessCol, path);
     std::optional<Error> failure;
-    const bool isMade = DAVConnection->fileMakeDirectory(path, &failure);
-    const bool exists = isMade || (failure && failure->is(kConnectErrorDomain, kAlreadyExists));
-    const QString localPath = virtualStoreCtl->getVirtualPath(path);
-    bool isLocalMade = true;
-    if (exists && !makePrivateFolder(localPath)) {
-        isLocalMade = false;
-        failure = Error::errorWithPOSIXCode(errno);
-    }
-    if (!exists) {
-        // Nobody shall find a folder that isn't there.
-        metaDataCache->removeMetaData(path);
+    if (!DAVConnection->fileMakeDirectory(path, &failure)) {
+        // Nobody shall find a folder that isn't there, or is a file.
+        const EntryPtr present = metaDataCache->getMetaData(path);
+        if (!present || present->handles == 0)
+            metaDataCache->removeMetaData(path);
         return mapFailure(failure, kMakeDirectoryCodes, ENOENT, error);
     }
+    // Where this fails, the first file in it makes it.
+    makePrivateFolder(virtualStoreCtl->getVirtualPath(path));
 
     const auto entry = std::make_shared<WebDavResourceCache>();
     const auto resource = WebDavResource::createNewFileIsDirectory(true);
@@ -94,9 +102,7 @@ bool VelmoraDisk::createDirectoryAtPath(const QString &path, const AttributeMap 
     if (const EntryPtr parent = metaDataCache->getMetaData(VDCommonUtils::getParentName(path)))
         parent->insertChilds(VDCommonUtils::lastPathComponent(path));
     enterInListing(path, true);
-    if (isMade && isLocalMade)
-        return true;
-    return mapFailure(failure, kMakeDirectoryCodes, ENOENT, error);
+    return true;
 }
 
 bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, ErrorOut error) {
@@ -106,16 +112,20 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
         return fail(EROFS, error);
     // Programs save under a name of its own and move that over the file. What the server has under
     // that name, an empty file maybe, isn't what was saved.
-    if (failedUploads.remove(path))
+    if (isFailedSave(path))
         return fail(EIO, error);
     const Ticket source(*accessCol, path);
     const Ticket target(*accessCol, toPath);
     const EntryPtr entry = metaDataCache->getMetaData(path);
-    const EntryPtr replaced = metaDataCache->getMetaData(toPath);
+    EntryPtr replaced = metaDataCache->getMetaData(toPath);
+    if (!replaced)
+        replaced = entryFromServer(toPath);
     const auto resource = entry ? entry->webDavResource() : nullptr;
-    const auto replacedResource = replaced ? replaced->webDavResource() : nullptr;
+    const auto replacedResource = replaced->webDavResource();
     // What somebody else just put into the folder shall not go along with it.
-    if (replacedResource && replacedResource->contentType == 0 && !isEmptyOnServer(toPath, error))
+    const bool isFolder =
+        replacedResource && !replacedResource->error && replacedResource->contentType == 0;
+    if (isFolder && !isEmptyFolder(toPath, error))
         return false;
     metaDataCache->setMoveLock(path);
 
@@ -123,21 +133,27 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
     if (!lockCtr->getDiscovery(path) && resource && resource->lockDiscovery)
         locks.append(resource->lockDiscovery);
     locks += lockCtr->locksAtOrBelow(toPath);
-    if (replaced && replaced->handles > 0)
-        keepContent(toPath, replaced);
+    const bool isReplacedKept = replaced->handles > 0 && keepContent(toPath, replaced);
 
     std::optional<Error> failure;
     bool isMoved = DAVConnection->fileMoveFrom(path, toPath, true, locks, &failure);
     // A new file on a server without locks isn't there before its first upload.
     const bool isLocalOnly = entry && entry->streamActive && entry->handles > 0 &&
                              !(entry->place & WebDavResourceCache::kOnServer);
-    if (!isMoved && isLocalOnly && failure && failure->is(kConnectErrorDomain, kNotFound))
+    if (!isMoved && isLocalOnly && failure && failure->is(kConnectErrorDomain, kNotFound)) {
         isMoved = true;
-    if (!isMoved)
+        // What it replaces goes with that upload, or with a removal before.
+        entry->place |= replaced->place & WebDavResourceCache::kOnServer;
+    }
+    if (!isMoved) {
+        if (isReplacedKept)
+            dropContent(toPath, replaced);
         return mapFailure(failure, kMoveCodes, EEXIST, error);
+    }
 
+    failedUploads.remove(toPath);
     lockCtr->releaseAtOrBelow(toPath);
-    if (replaced && replaced->handles > 0)
+    if (replaced->handles > 0)
         detach(toPath, replaced);
     // What was known missing there may have come along.
     metaDataCache->removeMetaDataFromDelete(toPath, false);
@@ -200,8 +216,18 @@ bool VelmoraDisk::exchangeDataOfItemAtPath(const QString &path, const QString &w
     return true;
 }
 
+bool VelmoraDisk::isFailedSave(const QString &path) {
+    const auto now = std::chrono::steady_clock::now();
+    using Iterator = decltype(failedUploads)::iterator;
+    failedUploads.removeIf([now](Iterator one) { return now - *one > kFailedSaveLasts; });
+    return failedUploads.contains(path);
+}
+
 // The server would take what is in the folder along; other users put things there as well.
-bool VelmoraDisk::isEmptyOnServer(const QString &folder, ErrorOut error) {
+bool VelmoraDisk::isEmptyFolder(const QString &folder, ErrorOut error) {
+    // A new file is on the server after its release.
+    if (!metaDataCache->writtenBelow(folder).isEmpty())
+        return fail(ENOTEMPTY, error);
     std::optional<Error> failure;
     const auto names = DAVConnection->getFileList(folder, nullptr, &failure);
     if (failure && failure->is(kConnectErrorDomain, kNotFound))
@@ -212,7 +238,7 @@ bool VelmoraDisk::isEmptyOnServer(const QString &folder, ErrorOut error) {
 }
 
 bool VelmoraDisk::removeDirectoryAtPath(const QString &path, ErrorOut error) {
-    return isEmptyOnServer(path, error) && removeItemAtPath(path, error);
+    return isEmptyFolder(path, error) && removeItemAtPath(path, error);
 }
 
 bool VelmoraDisk::removeItemAtPath(const QString &path, ErrorOut error) {
@@ -224,11 +250,14 @@ bool VelmoraDisk::removeItemAtPath(const QString &path, ErrorOut error) {
     if (!entry)
         entry = entryFromServer(path);
     const bool isOpen = entry->handles > 0;
-    if (isOpen)
-        keepContent(path, entry);
-    removeLocalItem(virtualStoreCtl->getVirtualPath(path));
-    if (!removeOnServer(path, error))
+    const bool isKept = isOpen && keepContent(path, entry);
+    if (!removeOnServer(path, *entry, error)) {
+        if (isKept)
+            dropContent(path, entry);
         return false;
+    }
+    // Not before: an open file's unsent bytes have their name as long as the file has its.
+    removeLocalItem(virtualStoreCtl->getVirtualPath(path));
     failedUploads.remove(path);
     if (isOpen)
         detach(path, entry);
@@ -237,12 +266,11 @@ bool VelmoraDisk::removeItemAtPath(const QString &path, ErrorOut error) {
     return true;
 }
 
-bool VelmoraDisk::removeOnServer(const QString &path, ErrorOut error) {
-    const EntryPtr entry = metaDataCache->getMetaData(path);
-    const bool isOnServer = entry && (entry->place & WebDavResourceCache::kOnServer);
+bool VelmoraDisk::removeOnServer(const QString &path, const WebDavResourceCache &entry,
+                                 ErrorOut error) {
     const auto locks = lockCtr->locksAtOrBelow(path);
     // A lock on a new file is a file on the server, but for the vendor's, where it goes with it.
-    if (!isOnServer && (DAVConnection->isVelmora() || locks.isEmpty())) {
+    if (!mayBeOnServer(entry) && (DAVConnection->isVelmora() || locks.isEmpty())) {
         lockCtr->releaseAtOrBelow(path);
         return true;
     }
@@ -269,10 +297,17 @@ void VelmoraDisk::removeSubItemAtPath(const QString &path) {
 }
 
 // A failure leaves those handles with an error when they read on.
-void VelmoraDisk::keepContent(const QString &path, const EntryPtr &entry) {
+bool VelmoraDisk::keepContent(const QString &path, const EntryPtr &entry) {
     const std::lock_guard lock(entry->syncObj);
-    if (!entry->streamActive)
-        startLocalFile(path, entry);
+    return !entry->streamActive && withRoom(path, [&] { return startLocalFile(path, entry); }) == 0;
+}
+
+// Nothing was written to that copy: at a release it must not count as a change.
+void VelmoraDisk::dropContent(const QString &path, const EntryPtr &entry) {
+    const std::lock_guard lock(entry->syncObj);
+    ::close(std::exchange(entry->file_node, -1));
+    entry->streamActive = false;
+    removeLocalItem(virtualStoreCtl->getVirtualPath(path));
 }
 
 void VelmoraDisk::detach(const QString &path, const EntryPtr &entry) {

@@ -75,13 +75,25 @@ std::optional<QStringList> VelmoraDisk::contentsOfDirectoryAtPath(const QString 
         setError(error, *failure);
         return std::nullopt;
     }
-    const QStringList list = VDCommonUtils::margeArrayFileList(names.keys(), {});
+    const QStringList list = VDCommonUtils::margeArrayFileList(names.keys(), namesOfNewFiles(path));
     QMap<QString, QString> children;
     for (const QString &name : list)
         children.insert(name, name);
     entry->children = children;
     rememberListing(path, list, types);
     return list;
+}
+
+// Those that the server hears of at their release.
+QStringList VelmoraDisk::namesOfNewFiles(const QString &folder) {
+    QStringList names;
+    for (const QString &path : metaDataCache->writtenBelow(folder)) {
+        const EntryPtr entry = metaDataCache->getMetaData(path);
+        if (VDCommonUtils::getParentName(path) == cacheKey(folder) &&
+            !(entry->place & WebDavResourceCache::kOnServer))
+            names.append(VDCommonUtils::lastPathComponent(path));
+    }
+    return names;
 }
 
 void VelmoraDisk::noteListingFailure(WebDavResourceCache &entry, const Error &failure) {

@@ -26,6 +26,8 @@ bool isNameTooLong(const QString &path) {
     return VDCommonUtils::lastPathComponent(path).toUtf8().size() > kNameLimit;
 }
 
+constexpr int kNotFound = 6;
+
 constexpr int32_t kOpenTypeOfMode[] = {1, 2, 3, 0};  // by the low two bits of the mode
 
 // For so long an item that the server didn't have is taken for missing without another question.
@@ -134,6 +136,7 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
     makePrivateFolder(QFileInfo(localPath).path());
     // Usually the negative entry that the query before a create left.
     EntryPtr entry = metaDataCache->getMetaData(path);
+    const bool isSurelyMissing = entry && entry->failure == 0 && entry->age() <= kSureAbsence;
     if (!entry)
         entry = std::make_shared<WebDavResourceCache>();
     const auto running = entry->uploadThread();
@@ -141,9 +144,9 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
         return fail(EEXIST);
     // Nothing that somebody else made meanwhile is overwritten as if it were new. Once it's locked,
     // the name exists on standard servers.
-    if (entry->age() > kSureAbsence && !resourceFromServer(path)->error) {
+    if (const int code = isSurelyMissing ? 0 : checkAbsence(path)) {
         metaDataCache->removeMetaData(path);
-        return fail(EEXIST);
+        return fail(code);
     }
     entry->server_forbidden = false;
     entry->place = WebDavResourceCache::kInLocalStore;
@@ -157,11 +160,16 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
     }
 
     const mode_t mode = attributes.value(NSFilePosixPermissions).toUInt() & 0xFFFF;
-    const int node = ::open(localPath.toUtf8().constData(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC,
-                            mode | kOwnRights);
-    if (node < 0) {
-        const int code = errno;
+    int node = -1;
+    const int code = withRoom(path, [&] {
+        node = ::open(localPath.toUtf8().constData(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC,
+                      mode | kOwnRights);
+        return node < 0 ? errno : 0;
+    });
+    if (code != 0) {
         lockCtr->unlock(path, nullptr);
+        if (!DAVConnection->isVelmora())
+            deleteIfEmpty(path);  // what the lock made there
         return fail(code);
     }
     UnsentFiles::mark(node);
@@ -191,6 +199,17 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
     }
     enterInListing(path, false);
     return true;
+}
+
+// 0 where the server has no such item; else the errno for who wants to create it.
+int VelmoraDisk::checkAbsence(const QString &path) {
+    const auto resource = resourceFromServer(path);
+    if (!resource->error)
+        return EEXIST;
+    if (resource->error->code == kNotFound)
+        return 0;
+    const int failure = failureOf(*resource->error);
+    return failure != 0 ? failure : EIO;
 }
 
 VelmoraDisk::EntryPtr VelmoraDisk::entryFromServer(const QString &path) {

@@ -113,6 +113,8 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
         failedUploads.remove(path);
         UnsentFiles::clearMark(virtualStoreCtl->getVirtualPath(path));
         takeFreshRecord(path, *entry, stored);
+        // Who goes on holding the lock needs it renewed.
+        lockCtr->uploadEnd(path);
         if (virtualStoreCtl->isTight())
             virtualStoreCtl->dropSentCopies({});
     }
@@ -128,7 +130,8 @@ bool VelmoraDisk::releaseWriter(const QString &path, const EntryPtr &entry, User
                                             parent->webDavResource(), false);
     entry->streamActive = false;
     entry->server_forbidden = false;
-    if (isChanged && stored->error)
+    // Handles that are still open must share one record with those to come.
+    if (isChanged && stored->error && entry->handles == 0)
         metaDataCache->removeMetaData(path);
     else if (isChanged)
         metaDataCache->insertMetaData(path, entry);
@@ -238,7 +241,7 @@ void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const
         VDModelessMessage::ShowMessageModeless(text, localizedText("Common_Error_Title"),
                                                connectionName);
     rescue(path, entry->file_node);
-    failedUploads.insert(path);
+    failedUploads.insert(path, std::chrono::steady_clock::now());
     closeNode(*entry);
     entry->streamActive = false;
     entry->detached = true;
@@ -256,7 +259,7 @@ void VelmoraDisk::deleteIfEmpty(const QString &path) {
 // An empty file has no byte to lose.
 void VelmoraDisk::rescue(const QString &path, int node) {
     const QString localPath = virtualStoreCtl->getVirtualPath(path);
-    LocalCopy::restore(node, localPath);
+    withRoom(path, [&] { return LocalCopy::restore(node, localPath); });
     if (QFileInfo(localPath).size() < 1)
         return;
     const auto saved = UnsentFiles::saveAtHome(localPath, VDCommonUtils::lastPathComponent(path));

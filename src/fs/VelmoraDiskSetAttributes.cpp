@@ -144,6 +144,7 @@ bool VelmoraDisk::truncate(const QString &path, UserData &handle, qint64 size, b
             return fail(code, true);
         }
     }
+    entry->localVersion.clear();
     const int code = ::ftruncate(node, size) < 0 ? errno : 0;
     // It doesn't count as a change of the content: who wants that writes something.
     if (isOpenedHere)

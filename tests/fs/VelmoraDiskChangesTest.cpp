@@ -1,3 +1,5 @@
+#include <QDir>
+
 #include "VolumeFixture.h"
 
 namespace {
@@ -279,4 +281,104 @@ TEST_F(Changing, AFailedChangeChangesNothing) {
     release("/file", handle);
     EXPECT_EQ(server.content("/file"), "content+more+last") << "the bytes outlive a failed removal";
     EXPECT_EQ(server.content("/target"), "target");
+}
+
+// With the vendor's server, and with one without locks, a new file is nowhere but here.
+TEST_F(Changing, AFolderWithANewFileIsNotEmpty) {
+    for (const bool velmora : {false, true}) {
+        server.setDialect([=](TestServer::Dialect &dialect) { dialect.locking = velmora; });
+        if (velmora)
+            server.makeVelmora();
+        connect();
+        const QString folder = QStringLiteral("/%1").arg(velmora);
+        const QString file = folder + "/new";
+        server.addFolder(folder);
+        server.addFolder("/other");
+        const HandlePtr handle = create(file);
+        ASSERT_TRUE(handle);
+        EXPECT_EQ(write(file, handle, 0, "bytes"), 5);
+        EXPECT_EQ(disk->contentsOfDirectoryAtPath(folder, nullptr), QStringList("new"));
+        EXPECT_FALSE(disk->removeDirectoryAtPath(folder, &failure));
+        EXPECT_EQ(code(), ENOTEMPTY);
+        EXPECT_EQ(move("/other", folder), ENOTEMPTY);
+        release(file, handle);
+        EXPECT_EQ(server.content(file), "bytes");
+        disk->mountError();
+    }
+}
+
+TEST_F(Changing, WhatNobodyAskedForIsNotTakenAlong) {
+    server.addFile("/folder/theirs", "theirs");
+    server.addFolder("/other");
+    connect();
+    EXPECT_EQ(move("/other", "/folder"), ENOTEMPTY);
+    EXPECT_EQ(server.content("/folder/theirs"), "theirs");
+    EXPECT_EQ(makeDirectory("/folder/theirs"), EEXIST);
+    const auto attributes = disk->attributesOfItemAtPath("/folder/theirs", nullptr, nullptr);
+    ASSERT_TRUE(attributes);
+    EXPECT_EQ(attributes->value(NSFileType).toString(), NSFileTypeRegular);
+}
+
+// A reader's copy, made for the case that the file goes, isn't somebody's change.
+TEST_F(Changing, AFailedChangeOfAFileThatIsRead) {
+    connect();
+    for (const char *method : {"MOVE", "DELETE"}) {
+        SCOPED_TRACE(method);
+        server.addFile("/file", "content");
+        server.addFile("/source", "source");
+        const HandlePtr reader = open("/file");
+        server.fault({.method = method, .times = Fault::kAlways, .status = 403});
+        EXPECT_EQ(QByteArray(method) == "MOVE" ? move("/source", "/file") : remove("/file"), EROFS);
+        server.clearFaults();
+        EXPECT_EQ(read("/file", reader, 0, 100), "content");
+        const HandlePtr writer = open("/file", O_RDWR);
+        ASSERT_TRUE(writer);
+        release("/file", writer);
+        release("/file", reader);
+        EXPECT_EQ(server.countOf("PUT"), 0);
+    }
+    disk->mountError();
+    EXPECT_EQ(QDir::home().entryList(QDir::Files), QStringList()) << "an unsent copy was found";
+}
+
+TEST_F(Changing, AQuestionThatFailsDeniesNothing) {
+    connect();
+    for (const int status : {401, 403, 404, 500, 0}) {
+        SCOPED_TRACE(status);
+        const QString path = QStringLiteral("/%1").arg(status);
+        server.addFile(path, "content");
+        Fault fault{.method = "PROPFIND", .path = path, .times = Fault::kAlways};
+        fault.status = status;
+        fault.close = status == 0;
+        server.fault(fault);
+        EXPECT_TRUE(remove(path) != 0 || status == 404 || !server.exists(path));
+        if (status == 404)
+            continue;
+        server.addFile(path, "content");
+        HandlePtr handle;
+        EXPECT_FALSE(disk->createFileAtPath(path, {}, 0, &handle, &failure));
+        EXPECT_NE(code(), 0);
+        server.clearFaults();
+        EXPECT_EQ(server.content(path), "content");
+    }
+}
+
+// Somebody else removed the folder; what is made in its place isn't the reader's.
+TEST_F(Changing, AReaderInAFolderThatWent) {
+    server.addFile("/dir/file", "content");
+    connect();
+    attributesErrno("/dir");
+    const HandlePtr reader = open("/dir/file");
+    ASSERT_TRUE(reader);
+    server.remove("/dir");
+    EXPECT_TRUE(disk->removeDirectoryAtPath("/dir", &failure));
+    EXPECT_NE(attributesErrno("/dir/file"), 0);
+    EXPECT_EQ(makeDirectory("/dir"), 0);
+    EXPECT_EQ(put("/dir/file", "another file"), 0);
+    EXPECT_NE(read("/dir/file", reader, 0, 100), "another file");
+    EXPECT_EQ(sizeOf("/dir/file", reader), 7);
+    ASSERT_EQ(put("/new", "newest"), 0);
+    EXPECT_EQ(move("/new", "/dir/file"), 0);
+    release("/dir/file", reader);
+    EXPECT_EQ(sizeOf("/dir/file"), 6);
 }

@@ -26,12 +26,18 @@ class Releasing : public VolumeFixture {
 
     static QString full(const QString &path) { return "/Volumes/Test" + path; }
 
+    // Where a copy of that name goes; hidden ones aren't to be taken for a program's settings.
+    static QString placeOf(const QString &name) {
+        const QString folder = name.startsWith('.') ? "/.VelmoraDisk_Saved/" : "/";
+        return QDir::homePath() + folder + name;
+    }
+
     static QString message8(const QString &path, const QString &copy) {
-        return localizedText("VelmoraDisk_8", full(path), QDir::homePath() + '/' + copy);
+        return localizedText("VelmoraDisk_8", full(path), placeOf(copy));
     }
 
     static QByteArray atHome(const QString &name) {
-        QFile file(QDir::homePath() + '/' + name);
+        QFile file(placeOf(name));
         return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
     }
 
@@ -96,7 +102,7 @@ TEST_F(Releasing, FailuresOfTheUpload) {
             }
             EXPECT_EQ(texts, expected);
             EXPECT_EQ(atHome(one.file), "CONTENT!");
-            QFile::remove(QDir::homePath() + '/' + one.file);
+            QFile::remove(placeOf(one.file));
             EXPECT_TRUE(server.lockToken(path).isNull());
             if (QByteArray(kind) == "/empty/") {
                 EXPECT_EQ(server.exists(path), !one.deletes);
@@ -120,7 +126,7 @@ TEST_F(Releasing, AFullQuotaIsNotWaitedFor) {
             expected.prepend(localizedText("VelmoraDisk_6", full(path)));
         EXPECT_EQ(told(), expected);
         EXPECT_EQ(atHome(name), "content");
-        QFile::remove(QDir::homePath() + '/' + name);
+        QFile::remove(placeOf(name));
     }
     EXPECT_EQ(server.countOf("PUT"), 0);
 }
@@ -194,6 +200,26 @@ TEST_F(Releasing, AFailedLookAfterTheUploadIsNoLoss) {
     ASSERT_TRUE(again);
     EXPECT_EQ(sizeOf("/file"), 12);
     EXPECT_EQ(read("/file", again, 0, 100), "content+more");
+}
+
+// With a record each, the third would start its copy in the very file that the second writes.
+TEST_F(Releasing, HandlesShareAFileWhoseLookFailed) {
+    server.addFile("/file", "abcdef");
+    connect();
+    const HandlePtr first = open("/file", O_RDWR);
+    const HandlePtr second = open("/file", O_RDWR);
+    EXPECT_EQ(write("/file", first, 0, "1"), 1);
+    server.fault({.method = "PROPFIND", .path = "/file", .times = Fault::kAlways, .status = 500});
+    release("/file", first);
+    server.clearFaults();
+    EXPECT_EQ(write("/file", second, 1, "2"), 1);
+    const HandlePtr third = open("/file", O_RDWR);
+    ASSERT_TRUE(third);
+    EXPECT_EQ(write("/file", third, 2, "3"), 1);
+    release("/file", second);
+    release("/file", third);
+    EXPECT_EQ(server.content("/file"), "123def");
+    EXPECT_TRUE(server.lockToken("/file").isNull());
 }
 
 TEST_F(Releasing, TheUploadIsUnderTheLockOfThatMoment) {

@@ -142,3 +142,17 @@ TEST_F(SettingAttributes, ASizeNeedsAHandleThatWrites) {
     release("/file", reader);
     EXPECT_EQ(server.content("/file"), "content");
 }
+
+// What was only cut is no version of the server's, whatever its size.
+TEST_F(SettingAttributes, ASizeThatWasNeverSent) {
+    connect();
+    ASSERT_EQ(put("/file", "0123456789"), 0);
+    HandlePtr handle = open("/file", O_RDWR);
+    for (const qint64 size : {3, 10})
+        EXPECT_EQ(set("/file", {{NSFileSize, size}}, handle), 0);
+    release("/file", handle);
+    handle = open("/file", O_RDWR);
+    EXPECT_EQ(write("/file", handle, 0, "x"), 1);
+    release("/file", handle);
+    EXPECT_EQ(server.content("/file"), "x123456789");
+}

@@ -83,9 +83,12 @@ int FuseVolume::write(const char *kernelPath, const char *buffer, size_t size, o
     Item item;
     if (const int code = itemOf(kernelPath, info, &item))
         return -code;
-    // The kernel appends at the end it remembers, which the server may have moved. Pages of a
-    // mapping know their place.
+    // The kernel appends at the end it remembers, which the server may have moved; what is known
+    // here may be old as well until the first write has fetched the content. Pages of a mapping
+    // know their place.
     if ((info->flags & O_APPEND) && !info->writepage) {
+        if (const int code = writeAt(item, "", 0, 0); code < 0)
+            return code;
         if (const int code = endOf(item, &offset))
             return -code;
     }
