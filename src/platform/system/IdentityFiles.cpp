@@ -1,7 +1,6 @@
 #include "platform/system/IdentityFiles.h"
 
 #include <memory>
-#include <mutex>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
@@ -27,6 +26,7 @@ struct Deleter {
 using Key = std::unique_ptr<EVP_PKEY, Deleter<EVP_PKEY_free>>;
 using Bio = std::unique_ptr<BIO, Deleter<BIO_free_all>>;
 using Pkcs12 = std::unique_ptr<PKCS12, Deleter<PKCS12_free>>;
+using Provider = std::unique_ptr<OSSL_PROVIDER, Deleter<OSSL_PROVIDER_unload>>;
 using CertificateText::Certificate;
 
 constexpr qint64 kMaxSize = 1024 * 1024;
@@ -47,11 +47,8 @@ Bio reader(const QByteArray &content) {
 // takes the default one away unless that is named as well. They stay, since the connection reads
 // the file again.
 void allowOldCiphers() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        OSSL_PROVIDER_load(nullptr, "default");
-        OSSL_PROVIDER_load(nullptr, "legacy");
-    });
+    static const Provider standard(OSSL_PROVIDER_load(nullptr, "default"));
+    static const Provider old(OSSL_PROVIDER_load(nullptr, "legacy"));
 }
 
 // --- PKCS#12
