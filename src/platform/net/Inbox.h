@@ -14,15 +14,13 @@
 class Inbox : public QObject {
   public:
     void put(std::function<void()> function) {
-        {
-            const std::lock_guard guard(mutex);
-            functions.push_back(std::move(function));
-        }
+        const std::lock_guard guard(mutex);
+        functions.push_back(std::move(function));
         announce();
     }
 
     bool event(QEvent *event) override {
-        if (event->type() != QEvent::User)
+        if (!isAnnouncement(*event))
             return QObject::event(event);
         // One function an event, so that a nested run inside of one serves the rest.
         if (const std::function<void()> function = take())
@@ -31,7 +29,15 @@ class Inbox : public QObject {
     }
 
   private:
+    // Under the mutex.
     void announce() { QCoreApplication::postEvent(this, new QEvent(QEvent::User)); }
+
+    // An event is made and first looked at under the mutex, since the thread sanitizer doesn't see
+    // how Qt hands it over.
+    bool isAnnouncement(const QEvent &event) {
+        const std::lock_guard guard(mutex);
+        return event.type() == QEvent::User;
+    }
 
     std::function<void()> take() {
         const std::lock_guard guard(mutex);
