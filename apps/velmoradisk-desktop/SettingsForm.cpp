@@ -14,6 +14,8 @@ SettingsForm::SettingsForm(SettingsWindow &settings, QMenu &menu)
     : form(makeForm(settings.window.name)), keys(std::make_unique<HeldKeys>(*form)), binder(*form) {
     form->setWindowFlag(Qt::WindowMinimizeButtonHint);
     form->findChild<QPushButton *>(QStringLiteral("btnMenu"))->setMenu(&menu);
+    // With everything in it that is hidden at first.
+    form->adjustSize();
     bind(settings);
     settings.window.isOptionHeld = [this] { return keys->isAltHeld(); };
     // Many window managers keep a click with Alt for themselves.

@@ -11,10 +11,14 @@
 
 namespace {
 
-int print(FILE *stream, const QString &text) {
-    std::fprintf(stream, "%s\n", qPrintable(text));
-    return stream == stderr;
-}
+struct CommandLine {
+    DesktopProgram::Options options;
+    // What is told in the terminal instead of starting.
+    const char *textKey = nullptr;
+    QString textArgument = {};
+    bool isVersion = false;
+    int exitCode = 0;
+};
 
 bool hasDisplay() {
     return !qEnvironmentVariableIsEmpty("DISPLAY") ||
@@ -22,34 +26,46 @@ bool hasDisplay() {
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
-// What needs no window, with its exit code; nothing where the program is to start.
-std::optional<int> runWithoutWindows(int &argc, char **argv, DesktopProgram::Options *options) {
-    const QCoreApplication application(argc, argv);
-    installTexts(QLocale::system());
-    const QStringList arguments = QCoreApplication::arguments().mid(1);
-    for (const QString &argument : arguments) {
+CommandLine parse(int argc, char **argv) {
+    CommandLine line;
+    for (int i = 1; i < argc; ++i) {
+        const QString argument = QString::fromLocal8Bit(argv[i]);
         if (argument == QStringLiteral("--help") || argument == QStringLiteral("-h"))
-            return print(stdout, localizedText("Desktop_Help"));
+            return {.options = {}, .textKey = "Desktop_Help"};
         if (argument == QStringLiteral("--version"))
-            return print(stdout, QStringLiteral("Velmora Disk " VELMORA_VERSION));
+            return {.options = {}, .isVersion = true};
         if (argument == QStringLiteral("--background"))
-            options->isBackground = true;
+            line.options.isBackground = true;
         else if (argument.startsWith(QStringLiteral("velmoradisk:")))
-            options->urls += argument;
+            line.options.urls += argument;
         else
-            return print(stderr, localizedText("Desktop_UnknownArgument", argument)) + 1;
+            return {.options = {},
+                    .textKey = "Desktop_UnknownArgument",
+                    .textArgument = argument,
+                    .exitCode = 2};
     }
     if (!hasDisplay())
-        return print(stderr, localizedText("Desktop_NoDisplay"));
-    return std::nullopt;
+        return {.options = {}, .textKey = "Desktop_NoDisplay", .exitCode = 1};
+    return line;
+}
+
+int tellInTerminal(const CommandLine &line, int argc, char **argv) {
+    const QCoreApplication application(argc, argv);
+    installTexts(QLocale::system());
+    QString text = QStringLiteral("Velmora Disk " VELMORA_VERSION);
+    if (!line.isVersion)
+        text = line.textArgument.isNull() ? localizedText(line.textKey)
+                                          : localizedText(line.textKey, line.textArgument);
+    std::fprintf(line.exitCode == 0 ? stdout : stderr, "%s\n", qPrintable(text));
+    return line.exitCode;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-    DesktopProgram::Options options;
-    if (const auto code = runWithoutWindows(argc, argv, &options))
-        return *code;
+    const CommandLine line = parse(argc, argv);
+    if (line.textKey || line.isVersion)
+        return tellInTerminal(line, argc, argv);
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setDesktopFileName(QStringLiteral("velmoradisk"));
@@ -60,5 +76,5 @@ int main(int argc, char **argv) {
                           QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QApplication::installTranslator(&toolkitTexts);
     FavoritesList::install(SidebarBookmarks::ofThisDesktop());
-    return DesktopProgram(options).run();
+    return DesktopProgram(line.options).run();
 }

@@ -55,6 +55,8 @@ void Binder::showState(const QString &name, const Control &control) const {
     shown.setHidden(control.isHidden());
     if (auto *const standIn = form.findChild<QWidget *>(name + QStringLiteral("_hidden")))
         standIn->setVisible(control.isHidden());
+    if (auto *const companion = form.findChild<QWidget *>(name + QStringLiteral("_shown")))
+        companion->setVisible(!control.isHidden());
 }
 
 void Binder::showIn(const QString &name, const TextField &field) const {

@@ -20,7 +20,8 @@ class QWidget;
 // Ties the controls of a window to the widgets of the same names, both ways, for as long as it
 // lives. Neither the form nor the controls are owned. Main thread.
 //
-// A widget named "<control>_hidden" stands in for the control's while that one is hidden.
+// A widget named "<control>_hidden" stands in for the control's while that one is hidden; one named
+// "<control>_shown" comes and goes with it.
 class Binder {
   public:
     explicit Binder(QWidget &form) : form(form) {}

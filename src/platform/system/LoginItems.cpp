@@ -51,10 +51,11 @@ class AutostartFolder : public LoginItems {
     bool insertItem(QString *problem) override {
         QDir().mkpath(folder);
         QSaveFile file(ownFile());
-        const QString entry = QStringLiteral(
-                                  "[Desktop Entry]\nType=Application\nVersion=1.0\n"
-                                  "Name=Velmora Disk\nIcon=velmoradisk\nTerminal=false\nExec=%1\n")
-                                  .arg(execWord(programPath));
+        const QString entry =
+            QStringLiteral(
+                "[Desktop Entry]\nType=Application\nVersion=1.0\n"
+                "Name=Velmora Disk\nIcon=velmoradisk\nTerminal=false\nExec=%1 --background\n")
+                .arg(execWord(programPath));
         const bool isWritten =
             file.open(QIODevice::WriteOnly) && file.write(entry.toUtf8()) >= 0 && file.commit();
         if (!isWritten)
