@@ -136,21 +136,26 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
     const bool isReplacedKept = replaced->handles > 0 && keepContent(toPath, replaced);
 
     std::optional<Error> failure;
-    bool isMoved = DAVConnection->fileMoveFrom(path, toPath, true, locks, &failure);
-    // A new file on a server without locks isn't there before its first upload.
+    // A new file isn't on the server before its first upload, or only as the empty one that the
+    // lock made, which must not take the place of what is replaced.
     const bool isLocalOnly = entry && entry->streamActive && entry->handles > 0 &&
                              !(entry->place & WebDavResourceCache::kOnServer);
-    if (!isMoved && isLocalOnly && failure && failure->is(kConnectErrorDomain, kNotFound)) {
+    const bool isReplacedLater = isLocalOnly && !DAVConnection->isVelmora() &&
+                                 (replaced->place & WebDavResourceCache::kOnServer);
+    bool isMoved = isReplacedLater
+                       ? DAVConnection->fileDelete(path, locks, &failure)
+                       : DAVConnection->fileMoveFrom(path, toPath, true, locks, &failure);
+    if (!isMoved && isLocalOnly && failure && failure->is(kConnectErrorDomain, kNotFound))
         isMoved = true;
-        // What it replaces goes with that upload, or with a removal before.
-        entry->place |= replaced->place & WebDavResourceCache::kOnServer;
-    }
     if (!isMoved) {
         if (isReplacedKept)
             dropContent(toPath, replaced);
         return mapFailure(failure, kMoveCodes, EEXIST, error);
     }
 
+    // What such a file replaces goes with its upload, or with a removal before.
+    if (isLocalOnly)
+        entry->place |= replaced->place & WebDavResourceCache::kOnServer;
     failedUploads.remove(toPath);
     lockCtr->releaseAtOrBelow(toPath);
     if (replaced->handles > 0)

@@ -246,6 +246,33 @@ TEST_F(Changing, AVersionMovedOverAnOpenFile) {
     EXPECT_TRUE(server.lockToken("/file").isNull());
 }
 
+// Moved over the file before it is closed.
+TEST_F(Changing, AnOpenFileMovedOverAnother) {
+    for (const bool locking : {true, false}) {
+        server.setDialect([locking](TestServer::Dialect &dialect) { dialect.locking = locking; });
+        connect();
+        for (const bool fails : {true, false}) {
+            SCOPED_TRACE(QString("locking %1, fails %2").arg(locking).arg(fails).toStdString());
+            const QString path = QStringLiteral("/file%1%2").arg(locking).arg(fails);
+            server.addFile(path, "old content");
+            const HandlePtr handle = create(path + ".tmp");
+            ASSERT_TRUE(handle);
+            EXPECT_EQ(write(path + ".tmp", handle, 0, "new"), 3);
+            ASSERT_EQ(move(path + ".tmp", path), 0);
+            EXPECT_EQ(read(path, handle, 0, 100), "new");
+            EXPECT_EQ(server.content(path), "old content") << "whole until it is replaced whole";
+            if (fails)
+                server.fault({.method = "PUT", .times = Fault::kAlways, .status = 507});
+            release(path, handle);
+            server.clearFaults();
+            EXPECT_EQ(server.content(path), fails ? "old content" : "new");
+            EXPECT_FALSE(server.exists(path + ".tmp"));
+            EXPECT_TRUE(server.lockToken(path).isNull());
+        }
+        disk->mountError();
+    }
+}
+
 TEST_F(Changing, ARemovedFileStaysRemoved) {
     server.addFile("/old", "content");
     connect();

@@ -66,7 +66,7 @@ class Faulty : public VolumeFixture {
         if (now != stage || !armed)
             return;
         if (armed->stall)
-            ASHttpConnection::setInspectInterval(10ms);
+            ASHttpConnection::setInspectInterval(4ms);
         server.fault(*armed);
     }
 
