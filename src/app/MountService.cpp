@@ -68,6 +68,8 @@ ServiceLauncher::Launch MountService::begin() {
                                                      QString::fromLocal8Bit(strerror(errno)))};
     };
     umask(077);
+    // Whoever read the foreground's messages may go; the volumes stay.
+    std::signal(SIGPIPE, SIG_IGN);
     switch (instance.take()) {
         case SingleInstance::Outcome::Failed:
             return failure();

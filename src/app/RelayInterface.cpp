@@ -34,10 +34,10 @@ int RelayInterface::runAlert(const Alert &alert) {
     // What a volume tells isn't the business of the command that is at work just then.
     if (!hasCommand() || !alert.volume.isNull()) {
         const bool isQuestion = alert.buttons.size() > 1;
-        if (local && !(isQuestion && isCancelled))
-            return local->runAlert(alert);
-        keepMessage(alert);
-        return 0;
+        const int button = local && !(isQuestion && isCancelled) ? local->runAlert(alert) : kUnseen;
+        if (button == kUnseen)
+            keepMessage(alert);
+        return qMax(button, 0);
     }
     const QJsonObject message{
         {QStringLiteral("type"), QStringLiteral("alert")},

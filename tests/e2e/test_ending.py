@@ -197,6 +197,23 @@ class Ending(VolumeTest):
         process.wait(30)
         self.gone(user, volume)
 
+    def test_the_foreground_outlives_whoever_read_its_messages(self):
+        proxy = FaultProxy(self.dav)
+        self.addCleanup(proxy.close)
+        user = self.user(True)
+        volume = user.mount_point("Fore")
+        process = user.start(user.program, "mount", proxy.url, "--name", "Fore", "--mount-point", volume,
+                             "--foreground", stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        process.stdout.readline()
+        process.stdout.close()
+        proxy.break_next(413, "PUT")
+        user.run("sh", "-c", f"echo kept > {volume}/refused; echo sent > {volume}/sent; cat {volume}/sent")
+        self.assertEqual({message["volume"] for message in user.status()["messages"]}, {"Fore"})
+        self.assertIn(f"\u201c{user.home}/refused\u201d", user.velmoradisk("status").stdout)
+        process.terminate()
+        self.assertEqual(process.wait(30), 0)
+        self.gone(user, volume)
+
     def test_a_saved_connection_by_name(self):
         user = self.user(True)
         volume = user.mount_point("Saved One")

@@ -20,16 +20,17 @@ const QByteArray kLineClear = "\r\033[K";
 const QByteArray kWrapOff = "\033[?7l";
 const QByteArray kWrapOn = "\033[?7h";
 
-void writeAll(int fd, const QByteArray &text) {
+bool writeAll(int fd, const QByteArray &text) {
     qsizetype done = 0;
     while (done < text.size()) {
         const ssize_t count = write(fd, text.constData() + done, size_t(text.size() - done));
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0)
-            return;
+            return false;
         done += count;
     }
+    return true;
 }
 
 // What a server or a name put into a line must not drive the terminal.
@@ -116,10 +117,10 @@ void TerminalConsole::print(const QString &line) {
     writeAll(STDOUT_FILENO, harmless(line) + '\n');
 }
 
-void TerminalConsole::complain(const QString &line) {
+bool TerminalConsole::complain(const QString &line) {
     showProgress({});
-    writeAll(messages,
-             QByteArrayLiteral("velmoradisk: ") + harmless(withoutBlankLines(line)) + '\n');
+    return writeAll(messages,
+                    QByteArrayLiteral("velmoradisk: ") + harmless(withoutBlankLines(line)) + '\n');
 }
 
 void TerminalConsole::showProgress(const QString &line) {

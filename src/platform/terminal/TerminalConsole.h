@@ -13,7 +13,7 @@ class TerminalConsole : public Console {
     TerminalConsole &operator=(const TerminalConsole &) = delete;
 
     void print(const QString &line) override;
-    void complain(const QString &line) override;
+    bool complain(const QString &line) override;
     // On a terminal that can rewrite a line.
     void showProgress(const QString &line) override;
     // Both standard input and standard error are a terminal.

@@ -11,8 +11,8 @@ class Console {
 
     // A result, to standard output.
     virtual void print(const QString &line) = 0;
-    // A message, to standard error.
-    virtual void complain(const QString &line) = 0;
+    // A message, to standard error. False where that is gone.
+    virtual bool complain(const QString &line) = 0;
     // One line in place of the last one of these, until the next message; null takes it away. Only
     // where somebody looks.
     virtual void showProgress(const QString &line) = 0;

@@ -26,11 +26,13 @@ std::optional<int> buttonFor(const QString &answer, const QStringList &buttons) 
 }  // namespace
 
 int ConsoleInterface::runAlert(const Alert &alert) {
-    console.complain(alert.text);
+    const bool isSeen = console.complain(alert.text);
     if (!alert.informativeText.isEmpty())
         console.complain(alert.informativeText);
     told = true;
-    return alert.buttons.size() > 1 ? choose(alert) : 0;
+    if (alert.buttons.size() > 1)
+        return choose(alert);
+    return isSeen ? 0 : kUnseen;
 }
 
 int ConsoleInterface::choose(const Alert &alert) {

@@ -39,8 +39,10 @@ class UserInterface {
   public:
     virtual ~UserInterface() = default;
 
+    static constexpr int kUnseen = -1;
+
     // Runs the alert until it is answered; the index of the chosen button. 0 where nobody can
-    // answer.
+    // answer, kUnseen for a mere message that nobody can see any more.
     virtual int runAlert(const Alert &alert) = 0;
     // A message that isn't shown, since too many wait.
     virtual void keepMessage(const Alert &) {}
