@@ -12,11 +12,13 @@
 #include "common/Text.h"
 #include "connection/SettingsWindow.h"
 #include "platform/desktop/MenuMirror.h"
+#include "platform/net/RunLoop.h"
 #include "platform/system/LoginItems.h"
 
 namespace {
 
 constexpr int kTakeOverLimit = 30'000;  // milliseconds for the other instance's end
+constexpr int kRetryPause = 100;        // milliseconds
 constexpr int kUnexplainedWait = 1000;  // milliseconds
 
 QJsonObject request(const char *command, const QJsonObject &fields = {}) {
@@ -49,13 +51,12 @@ DesktopProgram::~DesktopProgram() = default;
 
 int DesktopProgram::run() {
     using ServiceLauncher::Answer;
-    const QDeadlineTimer deadline(kTakeOverLimit);
     ServiceLauncher::Launch started = service.begin();
-    while (started.answer == Answer::HeldByAnother && !deadline.hasExpired()) {
+    if (started.answer == Answer::HeldByAnother) {
         const Handover handover = handOver();
         if (handover != Handover::Gone)
             return handover == Handover::Taken ? 0 : 1;
-        started = service.begin();
+        started = beginAfterOther();
     }
     if (started.answer != Answer::Ready) {
         tell(started.answer == Answer::Failed ? localizedText("Cli_ServiceFailed", started.reason)
@@ -66,6 +67,19 @@ int DesktopProgram::run() {
     QTimer::singleShot(0, &menu, [this] { launch(); });
     service.run();
     return 0;
+}
+
+// Asking the other one again would keep it from ending.
+ServiceLauncher::Launch DesktopProgram::beginAfterOther() {
+    const QDeadlineTimer deadline(kTakeOverLimit);
+    QTimer wake;
+    wake.start(kRetryPause);
+    ServiceLauncher::Launch started{ServiceLauncher::Answer::HeldByAnother, {}};
+    RunLoop::current()->runUntil([&] {
+        started = service.begin();
+        return started.answer != ServiceLauncher::Answer::HeldByAnother || deadline.hasExpired();
+    });
+    return started;
 }
 
 // An instance with windows shows itself. One without them, which the command velmoradisk started,

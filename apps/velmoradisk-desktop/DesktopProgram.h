@@ -37,6 +37,7 @@ class DesktopProgram {
     enum class Handover { Taken, Gone, Refused };
 
     Handover handOver();
+    ServiceLauncher::Launch beginAfterOther();
     bool endOtherMounts(class ServiceClient &client, const QStringList &names);
     void setupWindows();
     void launch();
