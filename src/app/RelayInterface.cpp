@@ -35,9 +35,13 @@ int RelayInterface::runAlert(const Alert &alert) {
     if (!hasCommand() || !alert.volume.isNull()) {
         const bool isQuestion = alert.buttons.size() > 1;
         const int button = local && !(isQuestion && isCancelled) ? local->runAlert(alert) : kUnseen;
-        if (button == kUnseen)
-            keepMessage(alert);
-        return qMax(button, 0);
+        if (button != kUnseen)
+            return button;
+        // Who tells of a volume has logged it already.
+        if (alert.volume.isNull())
+            VDLog(alert.text.simplified());
+        keepMessage(alert);
+        return 0;
     }
     const QJsonObject message{
         {QStringLiteral("type"), QStringLiteral("alert")},
@@ -106,7 +110,6 @@ std::unique_ptr<ProgressPanel> RelayInterface::makeProgressPanel(const QString &
 }
 
 void RelayInterface::keepMessage(const Alert &alert) {
-    VDLog(alert.text.simplified());
     UnseenMessages::add(alert.text, alert.volume);
     const bool hasTitle = !alert.title.isEmpty();
     DesktopNotification::send(hasTitle ? alert.title : QStringLiteral("Velmora Disk"), alert.text);
