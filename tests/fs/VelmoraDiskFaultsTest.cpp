@@ -169,16 +169,18 @@ struct Site {
 };
 
 const QList<Program> kWriters = {Program::kCreate, Program::kModify, Program::kAppend};
+// Where it doesn't matter which of its bytes a program changes.
+const QList<Program> kOpeners = {Program::kCreate, Program::kModify};
 
 const Site kSites[] = {
-    {"LOCK", Stage::kOpen, kWriters},
-    {"PROPPATCH", Stage::kOpen, kWriters},
+    {"LOCK", Stage::kOpen, kOpeners},
+    {"PROPPATCH", Stage::kOpen, kOpeners},
     {"PROPFIND", Stage::kOpen, kWriters},
     {"PROPFIND", Stage::kWrite, kWriters},
     {"GET", Stage::kWrite, {Program::kModify, Program::kAppend}},
     {"PROPFIND", Stage::kClose, kWriters},
     {"PUT", Stage::kClose, kWriters},
-    {"UNLOCK", Stage::kClose, kWriters},
+    {"UNLOCK", Stage::kClose, kOpeners},
     {"MOVE", Stage::kOpen, {Program::kSave}},
     {"DELETE", Stage::kOpen, {Program::kRemove}},
     {"MKCOL", Stage::kOpen, {Program::kFolder}},
