@@ -65,9 +65,10 @@ int DesktopInterface::runAlert(const Alert &alert) {
     box.setEscapeButton(first);
     // Whoever works with the other windows isn't kept from it by what a volume has to tell.
     box.setWindowModality(isOfVolume ? Qt::NonModal : Qt::ApplicationModal);
-    run(box, alert.buttons.size() > 1 ? Kind::Question : Kind::Message);
+    const bool isQuestion = alert.buttons.size() > 1;
+    run(box, isQuestion ? Kind::Question : Kind::Message);
     const qsizetype chosen = box.buttons().indexOf(box.clickedButton());
-    if (chosen < 0 && isClosing && unread)
+    if (chosen < 0 && isClosing && !isQuestion && unread)
         unread(alert);
     return int(qMax<qsizetype>(chosen, 0));
 }
