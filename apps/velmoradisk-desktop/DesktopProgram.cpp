@@ -197,7 +197,8 @@ void DesktopProgram::quit() {
     QTimer::singleShot(kUnexplainedWait, &menu, [this] {
         waiting =
             std::make_unique<QMessageBox>(QMessageBox::Information, localizedText("Common_Title"),
-                                          localizedText("Desktop_Quitting"), QMessageBox::Ok);
+                                          localizedText("Desktop_Quitting"));
+        waiting->addButton(localizedText("Common_Button_OK"), QMessageBox::AcceptRole);
         waiting->setWindowModality(Qt::NonModal);
         waiting->show();
     });

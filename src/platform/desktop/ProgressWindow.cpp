@@ -1,7 +1,10 @@
 #include "platform/desktop/ProgressWindow.h"
 
+#include <utility>
+
 #include <QLabel>
 #include <QProgressBar>
+#include <QScreen>
 #include <QWidget>
 
 #include "platform/desktop/Forms.h"
@@ -9,6 +12,16 @@
 namespace {
 
 constexpr int kNameWidth = 48;  // characters; a longer name loses its middle
+constexpr int kMargin = 48;     // pixels between a panel, its neighbours and the screen's edge
+
+// In the corner, above those that are there, so that it covers nothing that is being answered.
+QPoint placeFor(const QWidget &window, int others) {
+    const QRect area = window.screen()->availableGeometry();
+    const QSize step = window.size() + QSize(kMargin, kMargin);
+    return {area.right() - step.width(), area.bottom() - step.height() * (1 + others)};
+}
+
+int visiblePanels = 0;  // the main thread's
 
 QLabel &label(const QWidget &window, const char *name) {
     return *window.findChild<QLabel *>(QLatin1String(name));
@@ -21,7 +34,9 @@ ProgressWindow::ProgressWindow(const QString &windowName) : window(makeForm(wind
     window->setAttribute(Qt::WA_ShowWithoutActivating);
 }
 
-ProgressWindow::~ProgressWindow() = default;
+ProgressWindow::~ProgressWindow() {
+    close();
+}
 
 void ProgressWindow::setFileName(const QString &name) {
     QLabel &shown = label(*window, "fileName");
@@ -40,9 +55,16 @@ void ProgressWindow::setCountText(const QString &text) {
 }
 
 void ProgressWindow::show() {
+    if (std::exchange(isOpen, true))
+        return;
+    window->adjustSize();
+    window->move(placeFor(*window, visiblePanels++));
     window->show();
 }
 
 void ProgressWindow::close() {
+    if (!std::exchange(isOpen, false))
+        return;
+    --visiblePanels;
     window->hide();
 }

@@ -23,4 +23,5 @@ class ProgressWindow : public ProgressPanel {
 
   private:
     const std::unique_ptr<QWidget> window;
+    bool isOpen = false;  // even where the user has hidden it
 };
