@@ -134,7 +134,8 @@ void MountService::considerEnd() {
     if (isStopped && isMounting)
         QTimer::singleShot(kLeaveLimit, &idleTimer, [this] { leaveLogin(); });
     else if (isStopped)
-        QCoreApplication::quit();
+        // Not quit(), which closes the windows, and with them messages that nobody has read.
+        QCoreApplication::exit();
     else if (isIdle && !isStopping && !windows && !idleTimer.isActive())
         idleTimer.start();
     else if (!isIdle)

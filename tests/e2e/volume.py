@@ -41,8 +41,7 @@ class User:
         self.ordinary = ordinary and os.geteuid() == 0
         self.place = tempfile.mkdtemp(prefix="velmora-e2e-")
         self.home = os.path.join(self.place, "home")
-        self.program = os.path.join(self.place, "velmoradisk")
-        shutil.copy(PROGRAM, self.program)
+        self.program = self.take_along(PROGRAM)
         for folder in (self.home, os.path.join(self.place, "run"), os.path.join(self.place, "volumes")):
             os.mkdir(folder, 0o700)
             if self.ordinary:
@@ -53,6 +52,10 @@ class User:
         for sanitizer in ("ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"):
             if sanitizer in os.environ:
                 self.environment[sanitizer] = os.environ[sanitizer]
+
+    def take_along(self, program, name="velmoradisk"):
+        """A copy of the user's own."""
+        return shutil.copy(program, os.path.join(self.place, name))
 
     def identity(self):
         return dict(user=NOBODY, group=NOBODY, extra_groups=[]) if self.ordinary else {}
@@ -85,11 +88,11 @@ class User:
         return os.path.join(self.place, "volumes", name)
 
     def processes(self):
-        """What is still running of this user's program."""
+        """What is still running of this user's programs."""
         found = []
         for pid in filter(str.isdigit, os.listdir("/proc")):
             with contextlib.suppress(OSError):
-                if os.readlink(f"/proc/{pid}/exe").removesuffix(" (deleted)") == self.program:
+                if os.readlink(f"/proc/{pid}/exe").startswith(self.place + "/"):
                     found.append(int(pid))
         return found
 
