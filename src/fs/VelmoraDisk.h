@@ -197,8 +197,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     const std::shared_ptr<VDLockController> lockCtr;
     const std::unique_ptr<CacheController> cacheCtr;
     QString lastAccessFilepath = QStringLiteral("/");  // last path opened or created
-    // Paths that a program closed and the server didn't take, and when, until they are replaced,
-    // removed or sent.
+    // New files that a program closed and the server didn't take, and when, until they are
+    // replaced, removed or sent.
     QHash<QString, std::chrono::steady_clock::time_point> failedUploads;
     QString topFolderType;  // of the server's root; null until it is known
 

@@ -241,7 +241,8 @@ void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const
         VDModelessMessage::ShowMessageModeless(text, localizedText("Common_Error_Title"),
                                                connectionName);
     rescue(path, entry->file_node);
-    failedUploads.insert(path, std::chrono::steady_clock::now());
+    if (handle.opentype & UserData::kCreated)
+        failedUploads.insert(path, std::chrono::steady_clock::now());
     closeNode(*entry);
     entry->streamActive = false;
     entry->detached = true;
