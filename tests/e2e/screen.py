@@ -32,15 +32,17 @@ class DesktopUser(User):
                                 GSETTINGS_BACKEND="memory")
         self.part("dbus-daemon", "--session", "--nofork", f"--address=unix:path={bus}")
         await_true(lambda: os.path.exists(bus), what="the session bus")
-        self.part("openbox", "--sm-disable")
-        await_true(lambda: self.xdotool("get_num_desktops", check=False), what="the window manager")
-        self.part("trayer", "--edge", "top", "--align", "right", "--widthtype", "request", "--height", "26")
+        # It runs that once it looks after windows: one that comes before is never shown.
+        self.part("openbox", "--sm-disable", "--startup", f"touch {self.place}/run/managed")
+        await_true(lambda: os.path.exists(f"{self.place}/run/managed"), what="the window manager")
+        self.part("trayer", "--edge", "top", "--align", "right", "--widthtype", "pixel", "--width", "120",
+                  "--height", "26")
         self.await_window("^panel$")
 
     def start_screen(self):
-        # Its own clients alone know where it is; it listens on no network.
+        # It stays as it is between its first client and the next.
         screen = self.part("Xvfb", "-displayfd", "1", "-screen", "0", "{}x{}x24".format(*SIZE), "-nolisten", "tcp",
-                           stdout=subprocess.PIPE)
+                           "-noreset", stdout=subprocess.PIPE)
         number = screen.stdout.readline().decode().strip()
         screen.stdout.close()
         return ":" + number
