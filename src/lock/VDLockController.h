@@ -64,7 +64,8 @@ class VDLockController {
     // Null where the path isn't locked.
     std::shared_ptr<LockDiscovery> getDiscovery(const QString &path) const;
     // The locks held at the path and below it, for a request that moves or removes all of that.
-    QList<std::shared_ptr<LockDiscovery>> locksAtOrBelow(const QString &path) const;
+    // First releases what an earlier release left there, which would stand in the request's way.
+    QList<std::shared_ptr<LockDiscovery>> locksAtOrBelow(const QString &path);
     // The item was moved on the server, with all that is in it. Locks don't move along, so each is
     // taken at its new place; the counts stay. One that isn't to be had there is dropped.
     void renameFrom(const QString &from, const QString &to);

@@ -15,8 +15,9 @@ QStringList VDLockController::heldAtOrBelow(const QString &path) const {
     return held;
 }
 
-QList<std::shared_ptr<LockDiscovery>> VDLockController::locksAtOrBelow(const QString &path) const {
+QList<std::shared_ptr<LockDiscovery>> VDLockController::locksAtOrBelow(const QString &path) {
     const std::lock_guard monitor(syncObj);
+    releaseLeft();
     QList<LockPtr> locks;
     for (const QString &key : heldAtOrBelow(path)) {
         const LockPtr lock = lockDic.value(key);
@@ -41,9 +42,11 @@ void VDLockController::moveTo(const QString &key, const QString &newPath) {
     const LockPtr lock = lockDic.value(key);
     const unsigned count = countOf(key);
     const bool uploading = isUploading(key);
-    // Some servers leave the lock on the name that the item had.
+    // Some servers leave the lock on the name that the item had, and list that as if it were there.
+    std::optional<Error> failure;
     if (!con->isVelmora() && lock)
-        releaseOnServer(key, nullptr);
+        releaseOnServer(key, &failure);
+    keepLeft(key, failure);
     forget(key);
     if (count == 0)
         return;

@@ -24,7 +24,7 @@ class VDLockControllerTest : public SessionFixture {
             ++clockReads;
             return std::chrono::milliseconds(clock.load());
         };
-        timing = {.now = now, .pauseBetweenPasses = 5ms};
+        timing.now = now;
         locks = newTable();
     }
 
@@ -67,7 +67,7 @@ class VDLockControllerTest : public SessionFixture {
 
     std::atomic<qint64> clock{1000};
     std::atomic<int> clockReads{0};
-    LockTiming timing;
+    LockTiming timing{.now = {}, .pauseBetweenPasses = 5ms};
     QString journalFolder;
     std::unique_ptr<VDLockController> locks;
 };
@@ -197,14 +197,30 @@ TEST_F(VDLockControllerTest, ALockThatTheServerMayStillHoldStaysAndIsRenewed) {
     EXPECT_FALSE(locks->isLock(kPath));
 }
 
-TEST_F(VDLockControllerTest, WhatAServerInTroubleKeptIsReleasedBeforeTheNextLock) {
-    start();
-    lock();
-    server.fault({.method = "UNLOCK", .status = 500});
-    EXPECT_TRUE(locks->unlock(kPath, nullptr));
-    EXPECT_FALSE(locks->isLock(kPath));
-    EXPECT_TRUE(lock());
-    EXPECT_EQ(server.countOf("UNLOCK"), 2);
+TEST_F(VDLockControllerTest, WhatAServerInTroubleKeptIsReleasedBeforeTheNextChange) {
+    timing.pauseBetweenPasses = 1h;
+    start("");
+    const std::pair<const char *, std::function<void()>> changes[] = {
+        {"lock", [&] { EXPECT_TRUE(lock("/other")); }},
+        {"move or removal", [&] { EXPECT_TRUE(locks->locksAtOrBelow(kPath).isEmpty()); }},
+    };
+    for (const auto &[name, change] : changes) {
+        SCOPED_TRACE(name);
+        lockAll({kPath});
+        server.fault({.method = "UNLOCK", .status = 500});
+        EXPECT_TRUE(locks->unlock(kPath, nullptr));
+        EXPECT_FALSE(locks->isLock(kPath));
+        EXPECT_FALSE(server.lockToken(kPath).isNull());
+        change();
+        EXPECT_TRUE(server.lockToken(kPath).isNull());
+    }
+    // The name that a moved item had.
+    lockAll({kPath});
+    server.fault({.method = "UNLOCK", .path = kPath, .status = 503});
+    locks->renameFrom(kPath, "/other");
+    EXPECT_FALSE(server.lockToken(kPath).isNull());
+    EXPECT_TRUE(locks->locksAtOrBelow(kPath).isEmpty());
+    EXPECT_TRUE(server.lockToken(kPath).isNull());
 }
 
 // Nobody was told that the lock is there.
