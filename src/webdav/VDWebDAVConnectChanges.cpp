@@ -14,6 +14,7 @@ using Lock = std::shared_ptr<LockDiscovery>;
 constexpr int kSameItem = 2;
 constexpr int kStatusNotFound = 404;
 constexpr int kStatusPreconditionFailed = 412;
+constexpr int kStatusFailedDependency = 424;
 
 // The tables differ on purpose: a copy's default is 12, a delete swaps 500 and 503, a move reads a
 // 401 as any other status. What the user is told depends on it.
@@ -118,6 +119,13 @@ QString propertyUpdate(const HeaderFields &props, const QString &nameSpace, bool
     return body + QStringLiteral("</D:propertyupdate>");
 }
 
+// Of a folder, an item in it may be what refuses them.
+bool refusesLocks(const ASWDCmdBase &command) {
+    const int status = answerStatus(command);
+    return status == kStatusPreconditionFailed ||
+           (status == kStatusFailedDependency && command.responseBody.contains(" 412 "));
+}
+
 }  // namespace
 
 Outcome VDWebDAVConnect::change(ASWDCmd &command, const StatusTable &table, ErrorOut error) {
@@ -170,7 +178,7 @@ Outcome VDWebDAVConnect::changeUnderLocks(const MakeCommand &makeCommand, const 
                                           QList<HeldLock> *held, ErrorOut error, int *status) {
     auto command = makeCommand();
     Outcome outcome = change(*command, table, error);
-    if (answerStatus(*command) == kStatusPreconditionFailed && !velmora && !held->isEmpty()) {
+    if (refusesLocks(*command) && !velmora && !held->isEmpty()) {
         letGo(held);
         if (error)
             error->reset();

@@ -166,19 +166,25 @@ TEST_F(ChangesTest, APropertyWriteWithoutPropertiesAsksOnlyTheVendorsServer) {
 // There are servers that refuse a moved or removed item's locks as it is described, and servers
 // that keep the lock of what is gone.
 TEST_F(ChangesTest, LocksThatTheServerDoesNotTakeAreReleasedFirst) {
-    const std::pair<QByteArray, Operation> rows[] = {
-        {"MOVE",
-         [](auto &s, ErrorOut e) { return s.fileMoveFrom("/a", "/b", true, lockWith("t:1"), e); }},
-        {"DELETE", [](auto &s, ErrorOut e) { return s.fileDelete("/a", {lockWith("t:1")}, e); }},
+    const auto move = [](auto &s, ErrorOut e) {
+        return s.fileMoveFrom("/a", "/b", true, lockWith("t:1"), e);
+    };
+    const std::tuple<QByteArray, int, Operation> rows[] = {
+        {"MOVE", 412, move},
+        {"MOVE", 424, move},
+        {"DELETE", 412,
+         [](auto &s, ErrorOut e) { return s.fileDelete("/a", {lockWith("t:1")}, e); }},
     };
     for (const bool velmora : {false, true}) {
         velmora ? connectToVelmora() : connect();
-        for (const auto &[method, operation] : rows) {
+        for (const auto &[method, status, operation] : rows) {
             SCOPED_TRACE(method.constData());
             server.addFile("/a", "x");
             take("/a", "t:1");
             server.clearRequests();
-            server.fault({.method = method, .status = 412});
+            server.fault({.method = method,
+                          .status = status,
+                          .body = "<D:status>HTTP/1.1 412 Precondition Failed</D:status>"});
             EXPECT_EQ(operation(*session, forget()), !velmora);
             EXPECT_EQ(code(), velmora ? 13 : kNone);
             QStringList made;
