@@ -31,15 +31,22 @@ int LocalCopy::make(const QString &localPath) {
     struct stat status {};
     if (::stat(localPath.toUtf8().constData(), &status) == 0)
         return 0;
-    const QString folder = QFileInfo(localPath).path();
-    if (QFileInfo::exists(folder) && !QFileInfo(folder).isDir())
-        QFile::remove(folder);
-    makePrivateFolder(folder);
+    makeFolderOf(localPath);
     const int node = ::open(localPath.toUtf8().constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     if (node < 0)
         return errno;
     ::close(node);
     return 0;
+}
+
+void LocalCopy::makeFolderOf(const QString &localPath) {
+    const QString folder = QFileInfo(localPath).path();
+    QString nearest = folder;
+    while (!QFileInfo::exists(nearest))
+        nearest = QFileInfo(nearest).path();
+    if (!QFileInfo(nearest).isDir() && !UnsentFiles::isMarked(nearest))
+        QFile::remove(nearest);
+    makePrivateFolder(folder);
 }
 
 int LocalCopy::writeAll(int node, const char *bytes, qint64 count, qint64 offset) {

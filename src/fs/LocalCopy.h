@@ -9,6 +9,9 @@ namespace LocalCopy {
 int openForWriting(const QString &localPath);
 // An empty file and the folders on the way to it, where they are missing.
 int make(const QString &localPath);
+// The folders on the way to it. A file in their place is the copy of one that is no more; it goes,
+// but not with bytes that the server doesn't have.
+void makeFolderOf(const QString &localPath);
 int writeAll(int node, const char *bytes, qint64 count, qint64 offset);
 
 // The path to read an open copy by: its own, or one by its descriptor where somebody took the copy

@@ -13,6 +13,7 @@
 #include "cache/MetaDataCache.h"
 #include "cache/VirtualStoreControler.h"
 #include "common/VDCommonUtils.h"
+#include "fs/LocalCopy.h"
 #include "fs/Ticket.h"
 #include "fs/VelmoraDisk.h"
 #include "lock/VDLockController.h"
@@ -176,7 +177,7 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
 void VelmoraDisk::moveLocalItem(const QString &from, const QString &to) {
     const QString localFrom = virtualStoreCtl->getVirtualPath(from);
     const QString localTo = virtualStoreCtl->getVirtualPath(to);
-    makePrivateFolder(QFileInfo(localTo).path());
+    LocalCopy::makeFolderOf(localTo);
     removeLocalItem(localTo);
     // What is being written below it is still in its open files if this fails.
     if (::rename(localFrom.toUtf8().constData(), localTo.toUtf8().constData()) != 0)

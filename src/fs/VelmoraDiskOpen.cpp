@@ -4,13 +4,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <QFileInfo>
-
-#include "cache/CachePaths.h"
 #include "cache/MetaDataCache.h"
 #include "cache/UnsentFiles.h"
 #include "cache/VirtualStoreControler.h"
 #include "common/VDCommonUtils.h"
+#include "fs/LocalCopy.h"
 #include "fs/Ticket.h"
 #include "fs/VelmoraDisk.h"
 #include "lock/VDLockController.h"
@@ -133,7 +131,7 @@ bool VelmoraDisk::createFileAtPath(const QString &path, const AttributeMap &attr
         return fail(ENAMETOOLONG);
 
     const QString localPath = virtualStoreCtl->getVirtualPath(path);
-    makePrivateFolder(QFileInfo(localPath).path());
+    LocalCopy::makeFolderOf(localPath);
     // Usually the negative entry that the query before a create left.
     EntryPtr entry = metaDataCache->getMetaData(path);
     const bool isSurelyMissing = entry && entry->failure == 0 && entry->age() <= kSureAbsence;

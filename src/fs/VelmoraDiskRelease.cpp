@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <QFile>
 #include <QFileInfo>
 
 #include "cache/CacheController.h"
@@ -257,12 +258,14 @@ void VelmoraDisk::deleteIfEmpty(const QString &path) {
         DAVConnection->fileDelete(path, nullptr);
 }
 
-// An empty file has no byte to lose.
+// An empty file has no byte to lose. Left there, it would stand in the way of a folder of its name.
 void VelmoraDisk::rescue(const QString &path, int node) {
     const QString localPath = virtualStoreCtl->getVirtualPath(path);
     withRoom(path, [&] { return LocalCopy::restore(node, localPath); });
-    if (QFileInfo(localPath).size() < 1)
+    if (QFileInfo(localPath).size() < 1) {
+        QFile::remove(localPath);
         return;
+    }
     const auto saved = UnsentFiles::saveAtHome(localPath, VDCommonUtils::lastPathComponent(path));
     // Where even that fails, the copy stays in the store, which isn't deleted while it is there.
     VDModelessMessage::ShowMessageModeless(

@@ -409,3 +409,18 @@ TEST_F(Changing, AReaderInAFolderThatWent) {
     release("/dir/file", reader);
     EXPECT_EQ(sizeOf("/dir/file"), 6);
 }
+
+// Another client made the first, the second's upload was refused. Neither copy is in the way.
+TEST_F(Changing, AFolderInPlaceOfAFile) {
+    connect();
+    ASSERT_EQ(put("/theirs", "content"), 0);
+    server.remove("/theirs");
+    server.addFolder("/theirs/deep");
+    server.fault({.method = "PUT", .status = 403});
+    ASSERT_EQ(put("/ours", ""), 0);
+    EXPECT_EQ(makeDirectory("/ours"), 0);
+    for (const char *path : {"/theirs/deep/file", "/ours/file"}) {
+        EXPECT_EQ(put(path, "content"), 0);
+        EXPECT_EQ(server.content(path), "content");
+    }
+}
