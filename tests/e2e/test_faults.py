@@ -78,14 +78,14 @@ class Faults(VolumeTest):
             return self.on_server(name) == wanted or wanted in self.named_copies()
 
         if told:
-            await_true(kept, 20, f"the rescue of {len(told)} bytes of {name}")
+            await_true(kept, 60, f"the rescue of {len(told)} bytes of {name}")
         now = self.on_server(name)
         whole = (None, b"", wanted) if old is None else (old, wanted)
         self.assertTrue(now in whole, f"{name} is torn: {len(now or b'')} bytes")
 
     def expect_no_locks(self, but=()):
         self.person.velmoradisk("unmount", "Volume", timeout=60)
-        await_true(lambda: not is_mounted(self.volume), 20)
+        await_true(lambda: not is_mounted(self.volume), 60)
         for name in set(filter(lambda name: name[0] != ".", os.listdir(self.files))) - set(but):
             path = os.path.join(self.files, name)
             answer = subprocess.run(["curl", "-s", "-X", "PUT", "--data-binary", "@-", "-o", "/dev/null",
@@ -95,7 +95,7 @@ class Faults(VolumeTest):
 
     def works_again(self):
         self.assertEqual(self.write("works", "create"), NEW)
-        await_true(lambda: self.on_server("works") == NEW, 10, "the next file")
+        await_true(lambda: self.on_server("works") == NEW, 60, "the next file")
 
     def test_every_request_of_a_write(self):
         number = 0
@@ -116,7 +116,7 @@ class Faults(VolumeTest):
                         self.proxy.break_next(fault, method)
                     told = self.write(name, how)
                     if method in ("PUT", "UNLOCK") and len(told) == len(NEW):
-                        await_true(lambda: len(self.proxy.armed) < 12, 10, "the fault")
+                        await_true(lambda: len(self.proxy.armed) < 12, 60, "the fault")
                     self.expect_kept(name, old, told, how)
                     self.proxy.disarm()
         self.works_again()
@@ -130,7 +130,7 @@ class Faults(VolumeTest):
         self.dav.stop()
         done = self.person.run("cp", local, os.path.join(self.volume, "big"), check=False)
         if done.returncode == 0:
-            await_true(lambda: NEW * 20 in self.named_copies(), 20, "the rescue")
+            await_true(lambda: NEW * 20 in self.named_copies(), 60, "the rescue")
         self.dav.fixed_port = self.dav.port
         self.dav.start()
         self.works_again()
@@ -168,8 +168,8 @@ class Faults(VolumeTest):
                 for process in holders:
                     self.close(process)
                 changed = b"held+last" + OLD[9:]
-                await_true(lambda: self.on_server(f"changed-{forget}") == changed, 15, "the changed file")
-                await_true(lambda: self.on_server(f"new-{forget}") == b"held+last", 15, "the new file")
+                await_true(lambda: self.on_server(f"changed-{forget}") == changed, 60, "the changed file")
+                await_true(lambda: self.on_server(f"new-{forget}") == b"held+last", 60, "the new file")
         self.expect_no_locks()
 
     def test_a_server_away_at_the_close_and_back_again(self):
@@ -180,7 +180,7 @@ class Faults(VolumeTest):
         for process in holders:
             self.close(process)
         changed = b"held+last" + OLD[9:]
-        await_true(lambda: {changed, b"held+last"} <= set(self.named_copies()), 20, "the copies")
+        await_true(lambda: {changed, b"held+last"} <= set(self.named_copies()), 60, "the copies")
         for name in ("changed", "new"):
             copy = os.path.join(self.person.home, name)
             self.assertIn(copy, self.person.log())
@@ -197,14 +197,14 @@ class Faults(VolumeTest):
         subprocess.run(["rm", "-rf", os.path.join(self.person.home, ".VelmoraDisk_Store")], check=True)
         for process in holders:
             self.close(process)
-        await_true(lambda: self.on_server("changed") == b"held+last" + OLD[9:], 15, "the changed file")
-        await_true(lambda: self.on_server("new") == b"held+last", 15, "the new file")
+        await_true(lambda: self.on_server("changed") == b"held+last" + OLD[9:], 60, "the changed file")
+        await_true(lambda: self.on_server("new") == b"held+last", 60, "the new file")
         self.works_again()
 
     @unittest.skipIf(os.geteuid() != 0, "only root can make a small disk")
     def test_the_local_disk_is_full(self):
         self.person.velmoradisk("unmount", "Volume")
-        await_true(lambda: not self.person.processes(), 20)
+        await_true(lambda: not self.person.processes(), 60)
         home = self.person.home
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=6m,mode=700,uid=65534,gid=65534", "none", home], check=True)
         self.addCleanup(subprocess.run, ["umount", "-l", home])
@@ -221,7 +221,7 @@ class Faults(VolumeTest):
         self.person.run("rm", os.path.join(self.volume, "too-big"))
         self.works_again()
         self.person.velmoradisk("unmount", "Volume")
-        await_true(lambda: not self.person.processes(), 20)
+        await_true(lambda: not self.person.processes(), 60)
 
 
 if __name__ == "__main__":
