@@ -62,7 +62,10 @@ QMap<QString, QString> usedKeys() {
             const QString code = contents(path).remove(comment);
             for (auto i = use.globalMatch(code); i.hasNext();) {
                 const QRegularExpressionMatch match = i.next();
-                places.insert(match.captured(match.lastCapturedIndex()), path);
+                const QString key = match.captured(match.lastCapturedIndex());
+                // The name of a window looks the same.
+                if (!key.startsWith("VDProgressBarWindow"))
+                    places.insert(key, path);
             }
         }
     }
