@@ -18,17 +18,18 @@ class DesktopUser(User):
     def __init__(self, language="en"):
         super().__init__(ordinary=True)
         self.desktop_program = self.take_along(PROGRAM, "velmoradisk-desktop")
+        # The locale stays one that every system has.
+        self.environment["LANGUAGE"] = language
         self.parts = []
         try:
-            self.start_parts(language)
+            self.start_parts()
         except BaseException:
             self.end()
             raise
 
-    def start_parts(self, language):
+    def start_parts(self):
         bus = f"{self.place}/run/bus"
-        self.environment.update(LANG={"en": "C.UTF-8", "ja": "ja_JP.UTF-8"}[language], LANGUAGE=language,
-                                DISPLAY=self.start_screen(), DBUS_SESSION_BUS_ADDRESS=f"unix:path={bus}",
+        self.environment.update(DISPLAY=self.start_screen(), DBUS_SESSION_BUS_ADDRESS=f"unix:path={bus}",
                                 GSETTINGS_BACKEND="memory")
         self.part("dbus-daemon", "--session", "--nofork", f"--address=unix:path={bus}")
         await_true(lambda: os.path.exists(bus), what="the session bus")
@@ -85,10 +86,15 @@ class DesktopUser(User):
         await_true(active, seconds, f"the keyboard in the window {name}")
         return self.xdotool("getactivewindow")
 
+    def frame_of(self, window):
+        """How far the frame goes beyond the window: left, right, top and bottom."""
+        return list(map(int, re.findall(r"\d+", self.run("xprop", "-id", window, "_NET_FRAME_EXTENTS").stdout)))
+
     def place_of(self, window):
-        """x, y, width and height."""
-        shown = self.xdotool("getwindowgeometry", "--shell", window)
-        return [int(re.search(rf"^{key}=(-?\d+)$", shown, re.M)[1]) for key in ("X", "Y", "WIDTH", "HEIGHT")]
+        """x, y, width and height, without the frame."""
+        shown = self.run("xwininfo", "-id", window).stdout
+        return [int(re.search(rf"{key}: +(-?\d+)$", shown, re.M)[1])
+                for key in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")]
 
     # Keyboard and mouse.
 
@@ -154,6 +160,8 @@ class DesktopUser(User):
                 return self.await_popups(2, seconds=2)
         # A click while the focus moves between windows may be lost.
         await_true(opened, what="the menu")
+        # Away from the rows, which it would choose.
+        self.xdotool("mousemove", SIZE[0] // 2, SIZE[1] - 10)
 
     def choose(self, *rows):
         """Opens the icon's menu and chooses that row of it, counted from 1; further rows are those of submenus."""

@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QTreeWidget>
 #include <QUrl>
 
 #include "common/Text.h"
@@ -111,6 +112,7 @@ int DesktopInterface::runChooser(VDSSLChooserWindowController &chooser) {
     binder.bind(QStringLiteral("btnOK"), chooser.btnOK);
     binder.bind(QStringLiteral("btnCancel"), chooser.btnCancel);
     binder.bindWindow(chooser.window);
+    dialog.findChild<QTreeWidget *>(QStringLiteral("tableSelectCert"))->resizeColumnToContents(0);
     opened.append({&dialog, Kind::Question});
     const int code = chooser.window.runModal();
     opened.removeIf([&dialog](const Open &each) { return each.dialog == &dialog; });
