@@ -647,7 +647,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>Another command is changing the saved connections. Try again when it has ended.</translation>
     </message>
     <message id="Cli_Status_Dead">
-        <translation>It crashed. Mount it again, or “velmoradisk unmount %1” clears it.</translation>
+        <translation>It crashed. Nothing is lost: what had not been sent is kept, and the next mount or unmount saves it in your home. Mount it again, or “velmoradisk unmount %1” clears it.</translation>
     </message>
     <message id="Cli_Status_Message">
         <translation>Message (%1): %2</translation>
@@ -659,7 +659,7 @@ velmoradisk COMMAND [OPTION...]
         <translation>mounting</translation>
     </message>
     <message id="Cli_Status_NoAnswer">
-        <translation>not known; the server does not tell, or does not answer</translation>
+        <translation>not known; the server does not tell</translation>
     </message>
     <message id="Cli_Status_Nothing">
         <translation>Nothing is mounted.</translation>
@@ -682,8 +682,17 @@ velmoradisk COMMAND [OPTION...]
     <message id="Cli_Status_Unmounting">
         <translation>It is being unmounted.</translation>
     </message>
+    <message id="Cli_Status_UnmountingSends">
+        <translation>It is being unmounted, but still sending what was written to it.</translation>
+    </message>
+    <message id="Cli_Status_Unreachable">
+        <translation>The server cannot be reached.</translation>
+    </message>
     <message id="Cli_Status_Uploading">
         <translation>Uploading</translation>
+    </message>
+    <message id="Cli_StillUnmounting">
+        <translation>“%1” is still being unmounted: it is sending what was written to it, which “velmoradisk status” shows. Mount it again afterwards.</translation>
     </message>
     <message id="Cli_Stopping">
         <translation>The program is ending.</translation>

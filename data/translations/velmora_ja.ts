@@ -647,7 +647,7 @@ velmoradisk コマンド [オプション...]
         <translation>別のコマンドが保存した接続を変更しています。終了後にもう一度お試しください。</translation>
     </message>
     <message id="Cli_Status_Dead">
-        <translation>異常終了しました。もう一度マウントするか、「velmoradisk unmount %1」で取り除いてください。</translation>
+        <translation>異常終了しました。失われたものはありません。未送信のファイルは残っており、次のマウントまたはマウント解除のときにホームに保存されます。もう一度マウントするか、「velmoradisk unmount %1」で取り除いてください。</translation>
     </message>
     <message id="Cli_Status_Message">
         <translation>メッセージ（%1）: %2</translation>
@@ -659,7 +659,7 @@ velmoradisk コマンド [オプション...]
         <translation>マウントの準備中</translation>
     </message>
     <message id="Cli_Status_NoAnswer">
-        <translation>不明（サーバーが通知しないか、応答がありません）</translation>
+        <translation>不明（サーバーが通知しません）</translation>
     </message>
     <message id="Cli_Status_Nothing">
         <translation>何もマウントされていません。</translation>
@@ -682,8 +682,17 @@ velmoradisk コマンド [オプション...]
     <message id="Cli_Status_Unmounting">
         <translation>マウントを解除しています。</translation>
     </message>
+    <message id="Cli_Status_UnmountingSends">
+        <translation>マウントを解除していますが、書き込まれた内容をまだ送信中です。</translation>
+    </message>
+    <message id="Cli_Status_Unreachable">
+        <translation>サーバーに接続できません。</translation>
+    </message>
     <message id="Cli_Status_Uploading">
         <translation>アップロード中</translation>
+    </message>
+    <message id="Cli_StillUnmounting">
+        <translation>「%1」はまだマウントを解除しています。書き込まれた内容を送信中です（「velmoradisk status」で確認できます）。終わってからもう一度マウントしてください。</translation>
     </message>
     <message id="Cli_Stopping">
         <translation>プログラムは終了中です。</translation>

@@ -48,6 +48,7 @@ MountService::MountService(const SystemProxySource &proxies, ClientIdentitySourc
                                        const std::optional<Error> &error) {
         mountChanged(name, notification, error);
     };
+    relay.volumeTold = [this](const Alert &alert) { noteAtEnd(alert); };
     idleTimer.setSingleShot(true);
     idleTimer.setInterval(isLocal ? 0 : kIdleLimit);
     QObject::connect(&idleTimer, &QTimer::timeout, &idleTimer, [this] { stop(); });
@@ -209,7 +210,8 @@ void MountService::runNextMount() {
 }
 
 QString MountService::stateOf(const QString &name) const {
-    if (unmountWaits.contains(name))
+    const auto host = application->fsList.value(name);
+    if (isStopping || unmountWaits.contains(name) || (host && host->isDetached()))
         return QStringLiteral("unmounting");
     return application->mountedSince.contains(name) ? QStringLiteral("mounted")
                                                     : QStringLiteral("mounting");

@@ -28,14 +28,15 @@ class ControlServer;
 //            "username", "password", "mountPoint", "acceptCertificate", "stay". Without both the
 //            connections marked for it are mounted; "marked" tells how many there are. "mounted"
 //            lists what came up.
-//   unmount  "target" (name or mount point), "force"
+//   unmount  "target" (name or mount point), "force"; its result has the "name", and with
+//            "messages" what was told of the volume since its end began
 //   status   "mounts" with, among others, "uploads": "path", "sent" and "total" (bytes) of each
 //   show     brings the settings window to the front, where the instance has one
 //   open     "url": mounts what it names, where the instance has windows
 // Each gets one "result" with "ok" and, on failure, perhaps a "message"; alerts and login questions
-// may come before it, each question expecting an "answer". With "stay" an "ended" follows at the
-// mount's end. Who waits for a volume's end gets a "progress" with its "uploads" once a second
-// while there are some, and once without any.
+// may come before it, each question expecting an "answer". With "stay" an "ended" with such
+// "messages" follows at the mount's end. Who waits for a volume's end gets a "progress" with its
+// "uploads" once a second while there are some, and once without any.
 class MountService {
   public:
     using Reply = std::function<void(QJsonObject result)>;
@@ -66,6 +67,8 @@ class MountService {
     void finishLaunching();
     // Begins the end; run() returns once everything is unmounted.
     void quit() { stop(); }
+    // Whether anything was told of a volume while it ended: of files that the server didn't take.
+    bool hasToldAtEnd() const { return isToldAtEnd; }
     AppDelegate &delegate() { return *application; }
 
     // Without a message where the user has been told already.
@@ -102,6 +105,8 @@ class MountService {
     void unmount(const Job &job);
     QString nameOfMount(const QString &target) const;
     QString stateOf(const QString &name) const;
+    QString mountedAlready(const QString &name) const;
+    void noteAtEnd(const Alert &alert);
     QJsonArray uploadsOf(const QString &name) const;
     void tellProgress();
     void tellUploads(const QString &name, QList<Job> &waiting) const;
@@ -130,6 +135,8 @@ class MountService {
     QList<MountWait> mountWaits;
     QHash<QString, QList<Job>> unmountWaits;
     QHash<QString, QList<Job>> stayers;
+    QHash<QString, QJsonArray> toldAtEnd;  // of each volume since its end began
+    bool isToldAtEnd = false;
     QTimer progressTimer;  // runs while either has any
     QSet<QString> unsavedNames;
     QTimer idleTimer;

@@ -125,8 +125,8 @@ QString MountService::prepareRecord(const QJsonObject &request, QString *name) {
     const auto record = application->conInfoList.value(*name);
     if (!record)
         return localizedText("Cli_NoConnection", *name);
-    if (const auto disk = application->pffsList.value(*name))
-        return localizedText("Cli_MountedAlready", *name, disk->mountPath());
+    if (application->pffsList.contains(*name))
+        return mountedAlready(*name);
     applyOptions(request, *record);
     return mountPointProblem(*name);
 }
@@ -150,16 +150,21 @@ QString MountService::prepareUnsaved(const QJsonObject &request, QString *name) 
     for (int number = 2; !isChosen && isTaken(); ++number)
         *name = QStringLiteral("%1 %2").arg(base).arg(number);
     if (isTaken())
-        return application->pffsList.contains(*name)
-                   ? localizedText("Cli_MountedAlready", *name,
-                                   application->pffsList[*name]->mountPath())
-                   : localizedText("Cli_NameTaken", *name);
+        return application->pffsList.contains(*name) ? mountedAlready(*name)
+                                                     : localizedText("Cli_NameTaken", *name);
     const auto record = std::make_shared<VDConnectionInfo>();
     record->connectionName = *name;
     record->RemoteURL = request[QStringLiteral("url")].toString();
     application->conInfoList[*name] = record;
     unsavedNames.insert(*name);
     return {};
+}
+
+QString MountService::mountedAlready(const QString &name) const {
+    return stateOf(name) == QStringLiteral("unmounting")
+               ? localizedText("Cli_StillUnmounting", name)
+               : localizedText("Cli_MountedAlready", name,
+                               application->pffsList.value(name)->mountPath());
 }
 
 // What the volumes of this very process would make hang, and what has a remedy of its own.
@@ -187,6 +192,7 @@ void MountService::unmount(const Job &job) {
         const QString message = error.isPosix() && error.code == EBUSY
                                     ? localizedText("Cli_InUse", name)
                                     : textOf(error);
+        toldAtEnd.remove(composed(name));
         const QList<Job> waiting = unmountWaits.take(name);
         for (const Job &job : waiting)
             job.reply(resultOf(false, message));
@@ -212,6 +218,16 @@ QString MountService::nameOfMount(const QString &target) const {
     return {};
 }
 
+// Whoever waits for the end of a volume is told what the server didn't take.
+void MountService::noteAtEnd(const Alert &alert) {
+    const QString known = nameOfMount(alert.volume);
+    const QString name = known.isNull() ? composed(alert.volume) : known;
+    if (stateOf(name) != QStringLiteral("unmounting"))
+        return;
+    isToldAtEnd = true;
+    toldAtEnd[composed(name)] += alert.text;
+}
+
 void MountService::mountChanged(const QString &name, Notification notification,
                                 const std::optional<Error> &error) {
     if (notification == Notification::kGMUserFileSystemDidMount) {
@@ -225,12 +241,17 @@ void MountService::mountChanged(const QString &name, Notification notification,
             if (!endWaits(name, text) && windows)
                 VDModelessMessage::ShowMessageModeless(text, {}, name);
         }
+        const QJsonArray messages = toldAtEnd.take(composed(name));
+        QJsonObject result = resultOf(true);
+        result[QStringLiteral("name")] = name;
+        result[QStringLiteral("messages")] = messages;
         const QList<Job> waiting = unmountWaits.take(name);
         for (const Job &job : waiting)
-            job.reply(resultOf(true));
+            job.reply(result);
         const QList<Job> staying = stayers.take(name);
         for (const Job &job : staying)
-            job.reply({{QStringLiteral("type"), QStringLiteral("ended")}});
+            job.reply({{QStringLiteral("type"), QStringLiteral("ended")},
+                       {QStringLiteral("messages"), messages}});
         forgetUnsaved(name);
     }
     considerEnd();

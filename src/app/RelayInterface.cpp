@@ -30,7 +30,13 @@ std::optional<QJsonObject> RelayInterface::ask(QJsonObject question) {
     return answers.take(number);
 }
 
+void RelayInterface::noteVolume(const Alert &alert) const {
+    if (!alert.volume.isNull() && volumeTold)
+        volumeTold(alert);
+}
+
 int RelayInterface::runAlert(const Alert &alert) {
+    noteVolume(alert);
     // What a volume tells isn't the business of the command that is at work just then.
     if (!hasCommand() || !alert.volume.isNull()) {
         const bool isQuestion = alert.buttons.size() > 1;
@@ -40,7 +46,7 @@ int RelayInterface::runAlert(const Alert &alert) {
         // Who tells of a volume has logged it already.
         if (alert.volume.isNull())
             VDLog(alert.text.simplified());
-        keepMessage(alert);
+        keep(alert);
         return 0;
     }
     const QJsonObject message{
@@ -110,6 +116,11 @@ std::unique_ptr<ProgressPanel> RelayInterface::makeProgressPanel(const QString &
 }
 
 void RelayInterface::keepMessage(const Alert &alert) {
+    noteVolume(alert);
+    keep(alert);
+}
+
+void RelayInterface::keep(const Alert &alert) {
     UnseenMessages::add(alert.text, alert.volume);
     const bool hasTitle = !alert.title.isEmpty();
     DesktopNotification::send(hasTitle ? alert.title : QStringLiteral("Velmora Disk"), alert.text);

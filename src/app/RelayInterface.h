@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -22,6 +23,8 @@ class RelayInterface : public UserInterface {
     void attach(std::shared_ptr<ControlChannel> command) { channel = std::move(command); }
     // An answer that came in.
     void takeAnswer(const QJsonObject &answer);
+    // Hears of every message about a volume, shown or kept.
+    std::function<void(const Alert &alert)> volumeTold;
     // Every question, now and from now on, counts as cancelled.
     void cancelQuestions() { isCancelled = true; }
 
@@ -35,6 +38,8 @@ class RelayInterface : public UserInterface {
 
   private:
     bool hasCommand() const;
+    void noteVolume(const Alert &alert) const;
+    static void keep(const Alert &alert);
     std::optional<QJsonObject> ask(QJsonObject question);
 
     UserInterface *const local;

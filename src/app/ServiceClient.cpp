@@ -3,7 +3,6 @@
 #include <csignal>
 
 #include <QDeadlineTimer>
-#include <QJsonArray>
 #include <QLocale>
 #include <QThread>
 #include <QTimer>
@@ -84,13 +83,14 @@ std::optional<QJsonObject> ServiceClient::request(const QJsonObject &request) {
     return result;
 }
 
-void ServiceClient::stay(const QString &mountedName) {
+QJsonArray ServiceClient::stay(const QString &mountedName) {
     const SignalWatcher watcher({SIGINT, SIGTERM, SIGHUP}, [&](int) {
         channel->send({{QStringLiteral("command"), QStringLiteral("unmount")},
                        {QStringLiteral("target"), mountedName},
                        {QStringLiteral("force"), true}});
     });
-    RunLoop::current()->runUntil([this] { return isEnded || !channel->isOpen(); });
+    RunLoop::current()->runUntil([this] { return toldAtEnd || !channel->isOpen(); });
+    return toldAtEnd.value_or(QJsonArray());
 }
 
 void ServiceClient::take(const QJsonObject &message) {
@@ -108,7 +108,7 @@ void ServiceClient::take(const QJsonObject &message) {
     else if (type == QStringLiteral("result"))
         result = message;
     else if (type == QStringLiteral("ended"))
-        isEnded = true;
+        toldAtEnd = message[QStringLiteral("messages")].toArray();
 }
 
 void ServiceClient::takeAlert(const QJsonObject &message) {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
 
@@ -26,8 +27,8 @@ class ServiceClient {
     // Sends a request and serves questions until its result; nothing when the instance ended first.
     std::optional<QJsonObject> request(const QJsonObject &request);
     // After a request with "stay": serves messages until the mount or the instance has ended. A
-    // signal unmounts first.
-    void stay(const QString &mountedName);
+    // signal unmounts first. What was told of the volume while it ended.
+    QJsonArray stay(const QString &mountedName);
 
   private:
     bool connectNow();
@@ -42,6 +43,6 @@ class ServiceClient {
     std::shared_ptr<ControlChannel> channel;
     std::unique_ptr<ProgressPanel> panel;  // null while nothing is uploaded
     bool isGreeted = false;
-    bool isEnded = false;
+    std::optional<QJsonArray> toldAtEnd;  // once the mount that is awaited has ended
     std::optional<QJsonObject> result;
 };

@@ -56,14 +56,22 @@ QJsonArray UnseenMessages::all() {
     return read();
 }
 
-QJsonArray UnseenMessages::take() {
+void UnseenMessages::show(const std::function<bool(const QJsonObject &message)> &see) {
     if (!QFile::exists(filePath()))
-        return {};
+        return;
     FileLock lock(filePath() + QStringLiteral(".lock"));
     // Without the lock a message that comes at this moment would go unseen.
-    if (lock.take(kLockLimit) != 0)
-        return read();
+    const bool isLocked = lock.take(kLockLimit) == 0;
     const QJsonArray messages = read();
-    QFile::remove(filePath());
-    return messages;
+    QJsonArray unseen;
+    for (const auto &message : messages) {
+        if (!see(message.toObject()))
+            unseen += message;
+    }
+    if (!isLocked || unseen.size() == messages.size())
+        return;
+    if (unseen.isEmpty())
+        QFile::remove(filePath());
+    else
+        write(unseen);
 }

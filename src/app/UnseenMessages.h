@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
+
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QString>
 
 // Messages that came while nobody was there to see them. They lie in a file that only the user can
@@ -12,7 +15,7 @@ namespace UnseenMessages {
 
 void add(const QString &text, const QString &volume);
 QJsonArray all();
-// All of them, which count as seen from now on.
-QJsonArray take();
+// Shows each of them; those for which that is true count as seen from now on.
+void show(const std::function<bool(const QJsonObject &message)> &see);
 
 }  // namespace UnseenMessages

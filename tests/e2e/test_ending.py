@@ -8,6 +8,7 @@ import threading
 import trees
 from dav_servers import Apache
 from fault_proxy import FaultProxy
+from slow_line import SlowLine
 from volume import VolumeTest, await_true, is_mounted, main
 
 # Copies a folder's files and becomes the shell that runs the command, which closes all the copies at once.
@@ -110,6 +111,38 @@ class Ending(VolumeTest):
         for thread in threads:
             thread.join()
         self.assertEqual(failures, [])
+
+    def test_who_waits_for_the_end_is_told_what_the_server_did_not_take(self):
+        user = self.user(True)
+        proxy = FaultProxy(self.dav)
+        self.addCleanup(proxy.close)
+        line = SlowLine(proxy)
+        self.addCleanup(line.close)
+        for _ in range(9):
+            proxy.break_next(507, "PUT")
+        volume = self.mount(user, line.url)
+        user.run("sh", "-c", f"head -c {4 << 20} /dev/zero > {volume}/big")
+        await_true(lambda: user.status()["mounts"][0]["uploads"], 15, "the upload")
+        # Whoever has asked for the space keeps the volume in use for a moment.
+        await_true(lambda: user.run("fusermount3", "-u", volume, check=False).returncode == 0, 15, "the unmount")
+        self.assertIn("still sending", user.velmoradisk("status").stdout)
+        again = user.velmoradisk("mount", line.url, "--name", "Volume", "--mount-point", volume, check=False)
+        self.assertEqual(again.returncode, 1)
+        self.assertIn("still being unmounted", again.stderr)
+        unmount = user.start(user.program, "unmount", "Volume", stderr=subprocess.PIPE, text=True)
+        self.assertIn("Waiting", unmount.stderr.readline())
+        line.open.set()
+        told = unmount.communicate(timeout=60)[1]
+        self.assertEqual(unmount.returncode, 1, told)
+        self.assertIn(f"\u201c{user.home}/big\u201d", told)
+        self.assertEqual(user.status()["messages"], [])
+        self.gone(user, volume)
+
+    def test_a_server_that_is_away_is_called_so(self):
+        user = self.user(True)
+        self.mount(user, self.dav.url)
+        self.dav.stop()
+        await_true(lambda: "The server cannot be reached." in user.velmoradisk("status").stdout)
 
     def test_volume_in_use(self):
         user = self.user(True)

@@ -6,8 +6,10 @@
 #include "app/AppDelegate.h"
 #include "app/MountService.h"
 #include "app/ServiceClient.h"
+#include "app/UnseenMessages.h"
 #include "app/cli/Command.h"
 #include "app/cli/Credentials.h"
+#include "cache/VirtualStoreControler.h"
 #include "common/Text.h"
 #include "connection/ConnectionUrl.h"
 #include "connection/VDAutoProxySetting.h"
@@ -94,6 +96,34 @@ std::optional<int> describeMount(const Invocation &invocation, QJsonObject *requ
     return std::nullopt;
 }
 
+// What nobody has seen of a volume, or of no volume in particular where those are wanted too. The
+// texts that it told.
+QStringList tellUnseen(const Invocation &invocation, const QString &volume, bool alsoOfNone) {
+    QStringList told;
+    UnseenMessages::show([&](const QJsonObject &message) {
+        const QString about = message[QStringLiteral("volume")].toString();
+        const bool isWanted = about.isEmpty() ? alsoOfNone
+                                              : about.normalized(QString::NormalizationForm_C) ==
+                                                    volume.normalized(QString::NormalizationForm_C);
+        const QString text = message[QStringLiteral("text")].toString();
+        if (!isWanted || !invocation.console.complain(text))
+            return false;
+        told += text;
+        return true;
+    });
+    return told;
+}
+
+// `messages` came while the volume ended: the server doesn't have everything.
+int tellEnd(const Invocation &invocation, const QString &volume, const QJsonArray &messages) {
+    const QStringList told = tellUnseen(invocation, volume, false);
+    for (const auto &message : messages) {
+        if (!told.contains(message.toString()))
+            invocation.console.complain(message.toString());
+    }
+    return messages.isEmpty() ? kDone : kFailed;
+}
+
 // Tells the person how the mount went.
 int report(const Invocation &invocation, const QJsonObject &result) {
     const QJsonArray mounted = result[QStringLiteral("mounted")].toArray();
@@ -101,6 +131,8 @@ int report(const Invocation &invocation, const QJsonObject &result) {
         invocation.console.print(localizedText("Cli_Mounted",
                                                each[QStringLiteral("name")].toString(),
                                                each[QStringLiteral("mountPoint")].toString()));
+    for (const auto &each : mounted)
+        tellUnseen(invocation, each[QStringLiteral("name")].toString(), true);
     if (!result[QStringLiteral("ok")].toBool())
         return invocation.failTold(result[QStringLiteral("message")].toString());
     if (mounted.isEmpty())
@@ -110,6 +142,10 @@ int report(const Invocation &invocation, const QJsonObject &result) {
     return kDone;
 }
 
+int stay(ServiceClient &client, const Invocation &invocation, const QString &name) {
+    return tellEnd(invocation, name, client.stay(name));
+}
+
 int mountThrough(ServiceClient &client, const Invocation &invocation, const QJsonObject &request) {
     const auto result = client.request(request);
     if (!result)
@@ -117,7 +153,7 @@ int mountThrough(ServiceClient &client, const Invocation &invocation, const QJso
     const int code = report(invocation, *result);
     const QJsonArray mounted = result->value(QStringLiteral("mounted")).toArray();
     if (code == kDone && request[QStringLiteral("stay")].toBool() && !mounted.isEmpty())
-        client.stay(mounted.last()[QStringLiteral("name")].toString());
+        return stay(client, invocation, mounted.last()[QStringLiteral("name")].toString());
     return code;
 }
 
@@ -143,7 +179,7 @@ int mountInForeground(const Invocation &invocation, QJsonObject request) {
     int code = kFailed;
     service.submit(request, [&](const QJsonObject &result) { code = report(invocation, result); });
     service.run();
-    return code;
+    return service.hasToldAtEnd() ? kFailed : code;
 }
 
 int mount(const Invocation &invocation) {
@@ -169,13 +205,25 @@ bool clearDeadMount(const QString &target) {
     return false;
 }
 
+int unmountDead(const Invocation &invocation, const QString &target) {
+    if (!clearDeadMount(target))
+        return invocation.fail(localizedText("Cli_NotMounted", invocation.arguments[0]));
+    const QList<SavedCopy> copies = VirtualStoreControler::removeDeadStores({});
+    for (const SavedCopy &copy : copies) {
+        const QString text = localizedText(
+            "VelmoraDisk_8", copy.path.normalized(QString::NormalizationForm_C), copy.savedAs);
+        if (!invocation.console.complain(text))
+            UnseenMessages::add(text, {});
+    }
+    return copies.isEmpty() ? kDone : kFailed;
+}
+
 int unmount(const Invocation &invocation) {
     const QString typed = invocation.arguments[0];
     const QString target = typed.contains(QLatin1Char('/')) ? absolutePath(typed) : typed;
     ServiceClient client(invocation.interface);
     if (!client.reachRunning())
-        return clearDeadMount(target) ? kDone
-                                      : invocation.fail(localizedText("Cli_NotMounted", typed));
+        return unmountDead(invocation, target);
     QTimer explanation;
     explanation.setSingleShot(true);
     QObject::connect(&explanation, &QTimer::timeout, &explanation,
@@ -186,9 +234,11 @@ int unmount(const Invocation &invocation) {
                                         {QStringLiteral("force"), invocation.has("force")}});
     if (!result)
         return invocation.fail(localizedText("Cli_ServiceEnded"));
-    return result->value(QStringLiteral("ok")).toBool()
-               ? kDone
-               : invocation.fail(result->value(QStringLiteral("message")).toString());
+    explanation.stop();
+    if (!result->value(QStringLiteral("ok")).toBool())
+        return invocation.fail(result->value(QStringLiteral("message")).toString());
+    return tellEnd(invocation, result->value(QStringLiteral("name")).toString(),
+                   result->value(QStringLiteral("messages")).toArray());
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <future>
 #include <linux/magic.h>
 #include <memory>
+#include <sys/stat.h>
 #include <sys/vfs.h>
 #include <thread>
 
@@ -32,12 +33,12 @@ const QString kUnmounting = QStringLiteral("unmounting");
 constexpr std::chrono::seconds kSpaceLimit(2);
 
 struct Space {
-    qint64 size = 0;  // bytes
+    qint64 size = 0;  // bytes; 0 where the server doesn't tell
     qint64 free = 0;
 };
 
 // Asks each volume on a thread of its own, since one whose server is away doesn't answer. A thread
-// that waits on ends with the process.
+// that waits on ends with the process. Nothing where the server can't be reached.
 std::future<std::optional<Space>> askSpace(const QString &mountPoint) {
     auto answer = std::make_shared<std::promise<std::optional<Space>>>();
     std::future<std::optional<Space>> space = answer->get_future();
@@ -46,13 +47,17 @@ std::future<std::optional<Space>> askSpace(const QString &mountPoint) {
         const auto unit = [&told](fsblkcnt_t blocks) {
             return qint64(blocks) * qint64(told.f_frsize);
         };
+        struct stat folder;
+        if (statfs(path.constData(), &told) != 0)
+            return answer->set_value(std::nullopt);
         // A volume that is being unmounted has left the folder to the disk below.
-        const bool answered =
-            statfs(path.constData(), &told) == 0 && told.f_type == FUSE_SUPER_MAGIC;
-        if (answered && unit(told.f_blocks) != qint64(kUnknownVolumeSize))
-            answer->set_value(Space{unit(told.f_blocks), unit(told.f_bavail)});
-        else
-            answer->set_value(std::nullopt);
+        const bool isKnown =
+            told.f_type == FUSE_SUPER_MAGIC && unit(told.f_blocks) != qint64(kUnknownVolumeSize);
+        if (isKnown)
+            return answer->set_value(Space{unit(told.f_blocks), unit(told.f_bavail)});
+        // Unlike this question, the space has an answer also when the server is away.
+        answer->set_value(stat(path.constData(), &folder) == 0 ? std::optional(Space())
+                                                               : std::nullopt);
     }).detach();
     return space;
 }
@@ -60,11 +65,14 @@ std::future<std::optional<Space>> askSpace(const QString &mountPoint) {
 void addSpace(QJsonObject &mount, std::future<std::optional<Space>> &answer,
               std::chrono::steady_clock::time_point deadline) {
     std::optional<Space> space;
-    if (answer.valid() && answer.wait_until(deadline) == std::future_status::ready)
+    const bool isAsked = answer.valid();
+    if (isAsked && answer.wait_until(deadline) == std::future_status::ready)
         space = answer.get();
-    mount[QStringLiteral("size")] = space ? QJsonValue(space->size) : QJsonValue();
-    mount[QStringLiteral("used")] = space ? QJsonValue(space->size - space->free) : QJsonValue();
-    mount[QStringLiteral("free")] = space ? QJsonValue(space->free) : QJsonValue();
+    mount[QStringLiteral("reachable")] = isAsked ? QJsonValue(space.has_value()) : QJsonValue();
+    const bool isKnown = space && space->size > 0;
+    mount[QStringLiteral("size")] = isKnown ? QJsonValue(space->size) : QJsonValue();
+    mount[QStringLiteral("used")] = isKnown ? QJsonValue(space->size - space->free) : QJsonValue();
+    mount[QStringLiteral("free")] = isKnown ? QJsonValue(space->free) : QJsonValue();
 }
 
 // A volume that uploads answers afterwards, and who waits for that keeps it from being unmounted.
@@ -130,14 +138,18 @@ void printMount(const QJsonObject &mount, Console &console) {
     line("Cli_Status_Since", since.isValid() ? VDCommonUtils::getStringForShow(since)
                                              : localizedText("Cli_Status_Mounting"));
     const bool isUnmounting = mount[QStringLiteral("state")] == kUnmounting;
-    if (isUnmounting)
-        console.print(QStringLiteral("  ") + localizedText("Cli_Status_Unmounting"));
     const QJsonArray uploads = mount[QStringLiteral("uploads")].toArray();
+    if (isUnmounting)
+        console.print(QStringLiteral("  ") + localizedText(uploads.isEmpty()
+                                                               ? "Cli_Status_Unmounting"
+                                                               : "Cli_Status_UnmountingSends"));
     for (const auto &upload : uploads)
         line("Cli_Status_Uploading", uploadText(upload.toObject()));
     const QJsonValue size = mount[QStringLiteral("size")];
     if (size.isNull() && !isAnswering(mount))
         return;
+    if (!mount[QStringLiteral("reachable")].toBool())
+        return console.print(QStringLiteral("  ") + localizedText("Cli_Status_Unreachable"));
     line("Cli_Status_Space",
          size.isNull() ? localizedText("Cli_Status_NoAnswer")
                        : localizedText("Cli_Status_Sizes", sizeText(mount[QStringLiteral("used")]),
@@ -157,14 +169,14 @@ QJsonArray deadMounts(const QJsonArray &running) {
                           {QStringLiteral("mountPoint"), place},
                           {QStringLiteral("state"), kDead},
                           {QStringLiteral("uploads"), QJsonArray()}};
-        for (const char *unknown : {"server", "user", "since", "size", "used", "free"})
+        for (const char *unknown : {"server", "user", "since", "reachable", "size", "used", "free"})
             mount[QLatin1String(unknown)] = QJsonValue();
         result += mount;
     }
     return result;
 }
 
-void printMessage(const QJsonObject &message, Console &console) {
+bool printMessage(const QJsonObject &message, Console &console) {
     const QDateTime when =
         QDateTime::fromString(message[QStringLiteral("when")].toString(), Qt::ISODate);
     QStringList about{VDCommonUtils::getStringForShow(when),
@@ -172,15 +184,16 @@ void printMessage(const QJsonObject &message, Console &console) {
     about.removeAll(QString());
     console.print(localizedText("Cli_Status_Message", about.join(QStringLiteral(", ")),
                                 message[QStringLiteral("text")].toString()));
+    return true;
 }
 
-void printStatus(const QJsonArray &mounts, const QJsonArray &messages, Console &console) {
+void printStatus(const QJsonArray &mounts, Console &console) {
     for (const auto &mount : mounts)
         printMount(mount.toObject(), console);
     if (mounts.isEmpty())
         console.print(localizedText("Cli_Status_Nothing"));
-    for (const auto &message : messages)
-        printMessage(message.toObject(), console);
+    UnseenMessages::show(
+        [&console](const QJsonObject &message) { return printMessage(message, console); });
 }
 
 int status(const Invocation &invocation) {
@@ -191,7 +204,7 @@ int status(const Invocation &invocation) {
     for (const auto &dead : deadMounts(mounts))
         mounts += dead;
     if (!isJson) {
-        printStatus(mounts, UnseenMessages::take(), invocation.console);
+        printStatus(mounts, invocation.console);
         return kDone;
     }
     const QJsonObject document{

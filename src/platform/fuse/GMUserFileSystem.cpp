@@ -111,6 +111,7 @@ class GMUserFileSystem::Impl : public std::enable_shared_from_this<Impl> {
     void start(const QString &path, const QStringList &options, bool detachNewThread);
     bool unmount(UnmountMode mode, ErrorOut error);
     void giveUpReading();
+    bool isDetached();
     void waitUntilEnded();
     bool isMounted() const { return mounted; }
     bool serves(const GMUserFileSystemDelegate *other) const { return delegate.get() == other; }
@@ -344,6 +345,11 @@ void GMUserFileSystem::Impl::giveUpReading() {
     delegate->stopReading();
 }
 
+bool GMUserFileSystem::Impl::isDetached() {
+    const std::unique_lock guard(stateMutex, std::try_to_lock);
+    return guard && state == State::kMounted && !mount->isAttached();
+}
+
 void GMUserFileSystem::Impl::waitUntilEnded() {
     if (std::this_thread::get_id() == hostThread.load())
         return;
@@ -403,6 +409,10 @@ void GMUserFileSystem::waitUntilEnded() {
 
 bool GMUserFileSystem::isMounted() const {
     return impl->isMounted();
+}
+
+bool GMUserFileSystem::isDetached() const {
+    return impl->isDetached();
 }
 
 bool GMUserFileSystem::serves(const GMUserFileSystemDelegate *delegate) const {

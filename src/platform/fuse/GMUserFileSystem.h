@@ -56,6 +56,9 @@ class GMUserFileSystem {
     // thread.
     void waitUntilEnded();
     bool isMounted() const;
+    // Whether the mount has left the mount table, by whoever took it out, and the delegate still
+    // works on what was asked before. Doesn't wait.
+    bool isDetached() const;
     // Whether the delegate is this host's.
     bool serves(const GMUserFileSystemDelegate *delegate) const;
 
