@@ -19,7 +19,8 @@
 
 namespace {
 
-constexpr int kUnexplainedWait = 1000;  // milliseconds
+// A volume in use is refused after a good second, which isn't to be explained as sending.
+constexpr int kUnexplainedWait = 2000;  // milliseconds
 
 bool isUrl(const QString &text) {
     return text.contains(QStringLiteral("://"));
