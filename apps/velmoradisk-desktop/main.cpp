@@ -7,6 +7,7 @@
 
 #include "DesktopProgram.h"
 #include "common/Text.h"
+#include "platform/net/ProxyScript.h"
 #include "platform/system/SidebarBookmarks.h"
 
 namespace {
@@ -63,6 +64,7 @@ int tellInTerminal(const CommandLine &line, int argc, char **argv) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    ProxyScript::endIfChild(argc, argv);
     const CommandLine line = parse(argc, argv);
     if (line.textKey || line.isVersion)
         return tellInTerminal(line, argc, argv);

@@ -2,10 +2,12 @@
 
 #include "app/cli/CommandLine.h"
 #include "common/Text.h"
+#include "platform/net/ProxyScript.h"
 #include "platform/system/SidebarBookmarks.h"
 #include "platform/terminal/TerminalConsole.h"
 
 int main(int argc, char **argv) {
+    ProxyScript::endIfChild(argc, argv);
     QCoreApplication application(argc, argv);
     installTexts(QLocale::system());
     FavoritesList::install(SidebarBookmarks::ofThisDesktop());

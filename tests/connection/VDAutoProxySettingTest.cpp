@@ -218,6 +218,7 @@ TEST(ProxyScript, TellsWhatItsFunctionAnswers) {
         {script("return dnsDomainIs(host, '.org') ? 'DIRECT' : 'PROXY b:2';"), "http://a.org/",
          "DIRECT"},
         {script("return '\xe4' == '\\u00e4' ? 'latin' : 'other';"), "http://h/", "latin"},
+        {script("return 'PROXY long:1';") + QByteArray(200'000, ' '), "http://h/", "PROXY long:1"},
         {"function FindProxyForURL(", "http://h/", ""},
         {"no such", "http://h/", ""},
         {script("throw 1;"), "http://h/", ""},

@@ -3,8 +3,11 @@
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
+#include "platform/net/ProxyScript.h"
+
 // Every test program runs with a HOME of its own, so that nothing of the user's is read or written.
 int main(int argc, char **argv) {
+    ProxyScript::endIfChild(argc, argv);
     QTemporaryDir home;
     qputenv("HOME", home.path().toUtf8());
     for (const char *name :

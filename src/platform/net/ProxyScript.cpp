@@ -1,5 +1,6 @@
 #include "platform/net/ProxyScript.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -10,11 +11,14 @@
 #include <memory>
 #include <pacparser.h>
 #include <poll.h>
+#include <spawn.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QUrl>
 
 namespace {
@@ -24,6 +28,8 @@ constexpr auto kEvaluateLimit = std::chrono::seconds(5);
 constexpr qsizetype kMaxSize = 1024 * 1024;
 constexpr long kMaxRedirects = 5;
 constexpr size_t kMaxAnswer = 4096;
+// What stands in place of the program's name where it is to evaluate a script.
+constexpr char kChildName[] = "velmoradisk-proxy-script";
 
 size_t append(char *data, size_t, size_t size, void *target) {
     auto *const script = static_cast<QByteArray *>(target);
@@ -47,20 +53,56 @@ QByteArray urlForScript(QUrl url) {
     return url.toEncoded().replace('\'', "%27");
 }
 
-constexpr int kCrashSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
-
-// The child's part. A crash there is nobody's but the script's.
-[[noreturn]] void findAndExit(const char *script, const char *url, const char *host, int answer) {
-    for (const int signal : kCrashSignals)
-        std::signal(signal, SIG_DFL);
+// The child's part. It ends by itself even when nobody is left to end it, and a crash there is
+// nobody's but the script's.
+[[noreturn]] void findAndExit() {
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
-    pacparser_set_error_printer(ignoreComplaint);
-    if (!pacparser_init() || !pacparser_parse_pac_string(script))
+    const rlimit processorTime{kEvaluateLimit.count(), kEvaluateLimit.count()};
+    setrlimit(RLIMIT_CPU, &processorTime);
+    QFile input;
+    const bool isOpen = input.open(STDIN_FILENO, QIODevice::ReadOnly | QIODevice::Unbuffered);
+    const QList<QByteArray> question = input.readAll().split('\0');
+    if (!isOpen || question.size() != 3)
         _exit(1);
-    const char *const found = pacparser_find_proxy(url, host);
-    const bool isWritten = found && write(answer, found, strnlen(found, kMaxAnswer)) >= 0;
+    pacparser_set_error_printer(ignoreComplaint);
+    if (!pacparser_init() || !pacparser_parse_pac_string(question[2].constData()))
+        _exit(1);
+    const char *const found =
+        pacparser_find_proxy(question[0].constData(), question[1].constData());
+    const bool isWritten = found && write(STDOUT_FILENO, found, strnlen(found, kMaxAnswer)) >= 0;
     _exit(isWritten ? 0 : 1);
+}
+
+// This program again, under the child's name. A mere fork would have the locks of the other threads
+// as they stood, and the descriptors of the volumes. Not positive on failure.
+pid_t startChild(int question, int answer) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, question, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, answer, STDOUT_FILENO);
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    char name[sizeof kChildName];
+    std::copy(std::begin(kChildName), std::end(kChildName), name);
+    char *const arguments[] = {name, nullptr};
+    pid_t child = -1;
+    if (posix_spawn(&child, "/proc/self/exe", &actions, nullptr, arguments, environ) != 0)
+        child = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return child;
+}
+
+// The file that holds the child's question, to be read from its start; -1 on failure. It has no
+// name, and the URL stands on no command line.
+int makeQuestion(const QByteArray &content) {
+    const int descriptor = memfd_create(kChildName, MFD_CLOEXEC);
+    QFile file;
+    if (descriptor < 0 ||
+        (file.open(descriptor, QIODevice::WriteOnly | QIODevice::Unbuffered) &&
+         file.write(content) == content.size() && lseek(descriptor, 0, SEEK_SET) == 0))
+        return descriptor;
+    close(descriptor);
+    return -1;
 }
 
 // All that comes until the other end is closed or the limit passes.
@@ -111,14 +153,15 @@ QByteArray ProxyScript::fetch(const QUrl &url) {
 QString ProxyScript::evaluate(const QByteArray &script, const QUrl &url) {
     if (script.contains('\0'))
         return {};
-    const QByteArray text = urlForScript(url);
-    const QByteArray host = url.host(QUrl::FullyEncoded).toLatin1();
+    const int question = makeQuestion(urlForScript(url) + '\0' +
+                                      url.host(QUrl::FullyEncoded).toLatin1() + '\0' + script);
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
+    if (question < 0 || pipe2(ends, O_CLOEXEC) != 0) {
+        close(question);
         return {};
-    const pid_t child = fork();
-    if (child == 0)
-        findAndExit(script.constData(), text.constData(), host.constData(), ends[1]);
+    }
+    const pid_t child = startChild(question, ends[1]);
+    close(question);
     close(ends[1]);
     QByteArray answer;
     if (child > 0) {
@@ -129,4 +172,9 @@ QString ProxyScript::evaluate(const QByteArray &script, const QUrl &url) {
     }
     close(ends[0]);
     return QString::fromLatin1(answer);
+}
+
+void ProxyScript::endIfChild(int argc, char **argv) {
+    if (argc == 1 && std::strcmp(argv[0], kChildName) == 0)
+        findAndExit();
 }

@@ -15,4 +15,8 @@ QByteArray fetch(const QUrl &url);
 // learns nothing of the URL beyond what choosing a proxy needs: no login, and no path for https.
 QString evaluate(const QByteArray &script, const QUrl &url);
 
+// Evaluates, and ends the process, where evaluate() has started this program for it. What main()
+// does first in every program that calls evaluate().
+void endIfChild(int argc, char **argv);
+
 }  // namespace ProxyScript
