@@ -772,6 +772,9 @@ velmoradisk COMMAND [OPTION...]
     <message id="VDLoginWindow_lblQuestion">
         <translation>Enter your user name and password.</translation>
     </message>
+    <message id="VDLoginWindow_server">
+        <translation>Enter your user name and password for “%1”.</translation>
+    </message>
     <message id="VDLoginWindow_lblUsername">
         <translation>&amp;User name:</translation>
     </message>

@@ -772,6 +772,9 @@ velmoradisk コマンド [オプション...]
     <message id="VDLoginWindow_lblQuestion">
         <translation>ユーザー名とパスワードを入力してください。</translation>
     </message>
+    <message id="VDLoginWindow_server">
+        <translation>「%1」のユーザー名とパスワードを入力してください。</translation>
+    </message>
     <message id="VDLoginWindow_lblUsername">
         <translation>ユーザー名(&amp;U):</translation>
     </message>
@@ -969,13 +972,13 @@ velmoradisk コマンド [オプション...]
         <translation>設定…</translation>
     </message>
     <message id="Menu_StopConnecting">
-        <translation>“%1” への接続を中止</translation>
+        <translation>「%1」への接続を中止</translation>
     </message>
     <message id="Settings_Busy">
-        <translation>“%1” に接続しています…</translation>
+        <translation>「%1」に接続しています…</translation>
     </message>
     <message id="Settings_ControlCharacter">
-        <translation>“%1” の入力に改行などの見えない文字が含まれています。取り除いて入力し直してください。</translation>
+        <translation>「%1」の入力に改行などの見えない文字が含まれています。取り除いて入力し直してください。</translation>
     </message>
     <message id="Settings_Password">
         <translation>パスワード</translation>
@@ -990,7 +993,7 @@ velmoradisk コマンド [オプション...]
         <translation>プロキシのポートは 1 から 65535 までの数字で入力してください。</translation>
     </message>
     <message id="Settings_TooLong">
-        <translation>“%1” の入力が長すぎます。短くしてください。</translation>
+        <translation>「%1」の入力が長すぎます。短くしてください。</translation>
     </message>
     <message id="Settings_Undivided">
         <translation>分割しない</translation>

@@ -161,6 +161,7 @@ class AppDelegate : public MountOwner, public std::enable_shared_from_this<AppDe
     struct Login {
         LoginCheck *check;
         QString name;
+        QString shownName;  // the host, where the connection has no name yet
     };
     QList<Login> logins;  // under way; the last one runs inside the others
     bool inited = false;  // the start has finished

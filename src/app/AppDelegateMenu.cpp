@@ -5,6 +5,7 @@
 
 #include <QFileInfo>
 #include <QTimer>
+#include <QUrl>
 
 #include "app/AppDelegate.h"
 #include "app/StatusItem.h"
@@ -83,7 +84,7 @@ void AppDelegate::fillMenuIcon() {
         {.title = localizedText("Menu_Quit"), .action = later([this] { quit(); })},
     };
     if (!logins.isEmpty())
-        items.insert(1, {.title = localizedText("Menu_StopConnecting", logins.last().name),
+        items.insert(1, {.title = localizedText("Menu_StopConnecting", logins.last().shownName),
                          .action = [this] { cancelLogins(); }});
     statusItem->menuIcon->setItems(items);
 }
@@ -181,9 +182,9 @@ void AppDelegate::logSelect() {
 // Not while the window shows the records or a login uses one.
 void AppDelegate::reloadConnections() {
     const bool isInUse = !logins.isEmpty() || (settings && settings->window.isVisible());
-    if (isInUse || !inited)
+    // Settings that can't be read right now say nothing about what was removed.
+    if (isInUse || !inited || !Preferences::standard().synchronize(nullptr))
         return;
-    Preferences::standard().synchronize(nullptr);
     const QStringList stored =
         Preferences::standard().value(ConnectionRules::kConnectNames).toStringList();
     const QStringList known = connectNames.connectNames();
@@ -218,7 +219,8 @@ std::shared_ptr<VDWebDAVConnect> AppDelegate::checkLogin(VDConnectionInfo &conne
     // The field of the window counts, whichever connection it shows, as long as it is in sight.
     const bool isShown =
         settings && settings->window.isVisible() && !settings->viewOptionTab.isHidden();
-    logins.append({&check, connectInfo.connectionName});
+    const QString &name = connectInfo.connectionName;
+    logins.append({&check, name, name.isEmpty() ? QUrl(connectInfo.RemoteURL).host() : name});
     showLogin();
     auto session = check.checkLogin(
         connectInfo, isShown ? settings->txtMountPoint.text() : connectInfo.mountPoint);
@@ -229,5 +231,5 @@ std::shared_ptr<VDWebDAVConnect> AppDelegate::checkLogin(VDConnectionInfo &conne
 
 void AppDelegate::showLogin() {
     if (settings)
-        settings->showBusy(logins.isEmpty() ? QString() : logins.last().name);
+        settings->showBusy(logins.isEmpty() ? QString() : logins.last().shownName);
 }

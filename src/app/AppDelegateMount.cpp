@@ -62,6 +62,9 @@ std::optional<Error> unmountWithPatience(GMUserFileSystem &host,
 }  // namespace
 
 bool AppDelegate::connectVelmora(const QString &name) {
+    // A URL kept for the end of the start, or a click while the end waits for uploads.
+    if (isTerminating)
+        return false;
     const auto record = conInfoList.value(name);
     if (!record) {
         VDCommonUtils::showAlert({.title = localizedText("Common_Error_Title"),

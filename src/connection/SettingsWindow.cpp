@@ -191,9 +191,9 @@ void SettingsWindow::mountStateChanged() {
         viewOptionTab.setHidden(isMounted(currentConnectName));
 }
 
-void SettingsWindow::showBusy(const QString &connectionName) {
-    isBusy = !connectionName.isNull();
-    txtBusy.setText(isBusy ? localizedText("Settings_Busy", connectionName) : QString());
+void SettingsWindow::showBusy(const QString &shownName) {
+    isBusy = !shownName.isNull();
+    txtBusy.setText(isBusy ? localizedText("Settings_Busy", shownName) : QString());
     txtBusy.setHidden(!isBusy);
     btnStop.setHidden(!isBusy);
     enableControls();

@@ -75,8 +75,8 @@ class SettingsWindow {
     bool mayDropForm() const;
     // A mount came up or ended, perhaps of the record that the form shows.
     void mountStateChanged();
-    // A login of that connection is under way; null: none any more.
-    void showBusy(const QString &connectionName);
+    // A login of that connection or server is under way; null: none any more.
+    void showBusy(const QString &shownName);
 
     void putConnectTest();
     void submit();

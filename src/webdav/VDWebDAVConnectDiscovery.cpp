@@ -142,6 +142,7 @@ bool VDWebDAVConnect::acceptsCertificate() const {
 
 bool VDWebDAVConnect::askLogin(bool isProxy) const {
     VDLoginForm form(isProxy ? localizedText("VDWebDAVConnect_0") : QString());
+    form.setServer(isProxy ? coninfo->proxyHost : mountUrl.host());
     form.setUsername(isProxy ? coninfo->proxyUsername : coninfo->username);
     form.setPassword(isProxy ? coninfo->proxyPassword : coninfo->password);
     const bool accepted = form.showForm();

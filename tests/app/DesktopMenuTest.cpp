@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -43,6 +45,11 @@ TEST_F(DesktopMenu, ShowsTheConnectionsAsTheyAre) {
     EXPECT_TRUE(connection("A").isChecked);
     EXPECT_FALSE(connection("B").isChecked) << "another process has added it";
     record("A")->isMount = false;
+    const QString settings = QDir::homePath() + "/.config/velmoradisk/preferences.json";
+    ASSERT_TRUE(QFile::rename(settings, settings + ".away") && QDir().mkdir(settings));
+    application->reloadConnections();
+    ASSERT_TRUE(QDir().rmdir(settings) && QFile::rename(settings + ".away", settings));
+    EXPECT_EQ(application->conInfoList.size(), 2) << "what can't be read was not removed";
 
     server.fault({.method = "OPTIONS", .times = Fault::kAlways, .status = 403});
     connection("B").action();
@@ -110,6 +117,11 @@ TEST_F(DesktopMenu, AnOpenedUrlMountsItsConnection) {
         application->handleURLEvent(url);
         EXPECT_EQ(told(), QStringList(message)) << qPrintable(url);
     }
+    application->applicationShouldTerminate([] {});
+    server.clearRequests();
+    application->handleURLEvent("velmoradisk://go/Büro");
+    EXPECT_EQ(told(), QStringList());
+    EXPECT_TRUE(server.requests().isEmpty()) << "no login begins while the program ends";
 }
 
 TEST_F(DesktopMenu, TheLogGoesWhereTheUserSays) {

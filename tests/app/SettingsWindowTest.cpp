@@ -213,8 +213,12 @@ TEST_F(SettingsWindowTest, ATestOfASilentServerCanBeStopped) {
         EXPECT_EQ(window.isAllowSelfsign.state(), isSave);
     }
     server.clearFaults();
+    window.txtConnectionName.userEdit({});
+    QStringList busy;
+    window.txtBusy.onChanged = [&] { busy.append(window.txtBusy.text()); };
     window.btnConnectTest.userPress();
     EXPECT_EQ(told(), QStringList(localizedText("AppDelegate_53")));
+    EXPECT_EQ(busy.value(0), localizedText("Settings_Busy", QString("127.0.0.1"))) << "no name yet";
 }
 
 TEST_F(SettingsWindowTest, AMountedRowIsLeftAsItIs) {

@@ -86,8 +86,12 @@ TEST_F(DesktopInterfaceTest, QuestionsAreCancelledAndMessagesStayUntilNobodyIsTh
 }
 
 TEST_F(DesktopInterfaceTest, TheLoginFormIsFilledAndGivesWhatWasTyped) {
-    LoginQuestion login{.title = {}, .username = QStringLiteral("anna"), .password = {}};
+    LoginQuestion login{.title = {},
+                        .username = QStringLiteral("anna"),
+                        .password = {},
+                        .server = QStringLiteral("dav.example.com")};
     whenShown<QDialog>([](QDialog &dialog) {
+        EXPECT_TRUE(child<QLabel>(dialog, "lblQuestion").text().contains("dav.example.com"));
         EXPECT_EQ(child<QLineEdit>(dialog, "txtUsername").text(), QStringLiteral("anna"));
         EXPECT_EQ(dialog.focusWidget(), &child<QLineEdit>(dialog, "txtPassword"));
         QTest::keyClicks(&child<QLineEdit>(dialog, "txtPassword"), QStringLiteral("pass"));

@@ -118,6 +118,7 @@ TEST_F(DiscoveryTest, TheLoginFormComesBackUntilTheServerIsContent) {
     EXPECT_TRUE(session->IsDAVServer(QString(), forget())) << code();
     ASSERT_EQ(person.logins.size(), 2);
     EXPECT_TRUE(person.logins[0].title.isEmpty());
+    EXPECT_EQ(person.logins[0].server, "127.0.0.1");
     EXPECT_EQ(person.logins[0].username, "preset");
     EXPECT_EQ(person.logins[1].password, "wrong");
     EXPECT_EQ(session->coninfo->authenticationScheme, "Digest");

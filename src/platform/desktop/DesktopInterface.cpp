@@ -81,8 +81,12 @@ bool DesktopInterface::runLogin(LoginQuestion &question) {
     auto *const password = dialog.findChild<QLineEdit *>(QStringLiteral("txtPassword"));
     if (!question.title.isEmpty())
         dialog.setWindowTitle(question.title);
+    auto *const request = dialog.findChild<QLabel *>(QStringLiteral("lblQuestion"));
+    request->setTextFormat(Qt::PlainText);
+    if (!question.server.isEmpty())
+        request->setText(localizedText("VDLoginWindow_server", question.server));
     if (question.isPassphrase) {
-        dialog.findChild<QLabel *>(QStringLiteral("lblQuestion"))->setText(question.title);
+        request->setText(question.title);
         dialog.findChild<QLabel *>(QStringLiteral("lblUsername"))->hide();
         username->hide();
     }

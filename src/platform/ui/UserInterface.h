@@ -25,6 +25,7 @@ struct LoginQuestion {
     QString username;
     QString password;
     bool isPassphrase = false;  // there is no user name to ask for
+    QString server = {};        // the host that asks; empty where it isn't known
 };
 
 struct SavePanel {

@@ -12,6 +12,10 @@ VDLoginForm::VDLoginForm(const QString &title)
 
 VDLoginForm::~VDLoginForm() = default;
 
+void VDLoginForm::setServer(const QString &host) {
+    loginWindowCtr->server = host;
+}
+
 void VDLoginForm::setUsername(const QString &username) {
     loginWindowCtr->txtUsername = username;
 }
@@ -32,7 +36,10 @@ bool VDLoginForm::showForm() {
     VDLoginWindowController &window = *loginWindowCtr;
     window.visible = true;
     VDCommonUtils::execMainThread([&window] {
-        LoginQuestion question{window.title, window.txtUsername, window.txtPassword};
+        LoginQuestion question{.title = window.title,
+                               .username = window.txtUsername,
+                               .password = window.txtPassword,
+                               .server = window.server};
         if (!UserInterface::current().runLogin(question))
             return window.putCancel();
         window.txtUsername = question.username;

@@ -13,6 +13,8 @@ class VDLoginForm {
     explicit VDLoginForm(const QString &title = QString());
     ~VDLoginForm();
 
+    // The host that asks for the login.
+    void setServer(const QString &host);
     void setUsername(const QString &username);
     void setPassword(const QString &password);
     QString username() const;

@@ -8,6 +8,7 @@ struct VDLoginWindowController {
     static constexpr int kCancel = 0;
 
     QString title;
+    QString server;
     QString txtUsername;
     QString txtPassword;
     bool visible = false;
