@@ -1,5 +1,6 @@
 // Sessions through the system's proxies, and with the identities of the person's folder and tokens.
 
+#include <cstdio>
 #include <gtest/gtest.h>
 
 #include <QDir>
@@ -191,6 +192,14 @@ TEST_F(ReachingServers, FindsIdentitiesInTheFolder) {
         server.dropConnections();
         EXPECT_TRUE(reaches(server, &chosen)) << row.file;
     }
+
+    // A key that got its passphrase after it was chosen is none; nobody is asked on the terminal.
+    write(folder.filePath("typed"), "pä ss\npä ss\n");
+    ASSERT_TRUE(std::freopen(qPrintable(folder.filePath("typed")), "r", stdin));
+    const ClientIdentity changed{"f", home + "f.pem", home + "f.key", "PEM", {}};
+    server.dropConnections();
+    EXPECT_FALSE(reaches(server, &changed));
+    EXPECT_EQ(std::ftell(stdin), 0);
     qunsetenv("XDG_DATA_HOME");
 }
 

@@ -170,11 +170,12 @@ void HttpReadStream::applySecurity() {
     // The library, unlike the curl program, doesn't look at these by itself.
     setText(handle, CURLOPT_CAINFO, qEnvironmentVariable("SSL_CERT_FILE"));
     setText(handle, CURLOPT_CAPATH, qEnvironmentVariable("SSL_CERT_DIR"));
-    if (amongStrangers)
+    if (amongStrangers || settings.clientCertificate.isEmpty())
         return;
     setText(handle, CURLOPT_SSLCERT, settings.clientCertificate);
     setText(handle, CURLOPT_SSLCERTTYPE, settings.clientCertificateType);
     setText(handle, CURLOPT_SSLKEY, settings.clientKey);
     setText(handle, CURLOPT_SSLKEYTYPE, settings.clientCertificateType);
-    setText(handle, CURLOPT_KEYPASSWD, settings.clientKeyPassphrase);
+    // Even an empty one, since OpenSSL asks on the terminal where it has none to try.
+    curl_easy_setopt(handle, CURLOPT_KEYPASSWD, settings.clientKeyPassphrase.toUtf8().constData());
 }
