@@ -86,6 +86,7 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     // Sends what was written, and waits for the server. Can't fail towards its caller: the user is
     // told, and what the server didn't take is kept in the user's home.
     void releaseFileAtPath(const QString &path, const HandlePtr &userData) override;
+    bool tookBackWrites() const override { return gaveUpUploads; }
 
     // Changes of the tree and of attributes.
     bool createDirectoryAtPath(const QString &path, const AttributeMap &attributes,
@@ -183,6 +184,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     // After it went: its handles have the entry to themselves.
     void detach(const QString &path, const EntryPtr &entry);
     bool removeOnServer(const QString &path, const WebDavResourceCache &entry, ErrorOut error);
+    bool wasMoved(const QString &path, const QString &toPath, const WebDavResourceCache &replaced,
+                  const Error &failure);
     void moveLocalItem(const QString &from, const QString &to);
     bool truncate(const QString &path, UserData &handle, qint64 size, bool *result, ErrorOut error);
     bool sendDates(const QString &path, const QMap<QString, QString> &headers, ErrorOut error);
@@ -200,7 +203,8 @@ class VelmoraDisk : public GMUserFileSystemDelegate,
     // New files that a program closed and the server didn't take, and when, until they are
     // replaced, removed or sent.
     QHash<QString, std::chrono::steady_clock::time_point> failedUploads;
-    QString topFolderType;  // of the server's root; null until it is known
+    bool gaveUpUploads = false;  // by the last release
+    QString topFolderType;       // of the server's root; null until it is known
 
     // What the last listing told of its names; decomposed, as the cache keys are.
     struct {

@@ -38,6 +38,7 @@ const CodeTable kRemoveCodes = {
     {0, ENETUNREACH}, {3, EBUSY}, {5, EBUSY}, {7, EROFS}, {11, EHOSTDOWN}, {12, EHOSTDOWN},
 };
 
+constexpr int kNoAnswer = 0;
 constexpr int kLocked = 3;
 constexpr int kNotFound = 6;
 
@@ -148,6 +149,9 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
                        : DAVConnection->fileMoveFrom(path, toPath, true, locks, &failure);
     if (!isMoved && isLocalOnly && failure && failure->is(kConnectErrorDomain, kNotFound))
         isMoved = true;
+    if (!isMoved && !isLocalOnly && resource && failure &&
+        wasMoved(path, toPath, *replaced, *failure))
+        isMoved = true;
     if (!isMoved) {
         if (isReplacedKept)
             dropContent(toPath, replaced);
@@ -172,6 +176,25 @@ bool VelmoraDisk::moveItemAtPath(const QString &path, const QString &toPath, Err
     if (resource)
         enterInListing(toPath, resource->contentType == 0);
     return true;
+}
+
+// A move whose answer was lost, or that was sent again and found nothing more to move: the source
+// is gone, and the target isn't what it was.
+bool VelmoraDisk::wasMoved(const QString &path, const QString &toPath,
+                           const WebDavResourceCache &replaced, const Error &failure) {
+    if (!failure.is(kConnectErrorDomain, kNoAnswer) && !failure.is(kConnectErrorDomain, kNotFound))
+        return false;
+    const auto source = resourceFromServer(path);
+    if (!source->error || !source->error->is(kConnectErrorDomain, kNotFound))
+        return false;
+    const auto target = resourceFromServer(toPath);
+    if (target->error)
+        return false;
+    const auto before = replaced.webDavResource();
+    if (!(replaced.place & WebDavResourceCache::kOnServer) || !before || before->error)
+        return true;
+    return target->contentType == 0 || target->etag != before->etag ||
+           target->fileLastModified != before->fileLastModified;
 }
 
 void VelmoraDisk::moveLocalItem(const QString &from, const QString &to) {

@@ -57,6 +57,7 @@ bool saysLockIsGone(const Error &error) {
 
 void VelmoraDisk::releaseFileAtPath(const QString &path, const HandlePtr &userData) {
     Ticket ticket(*accessCol, path);
+    gaveUpUploads = false;
     if (!userData)
         return;
     const auto handle = std::static_pointer_cast<UserData>(userData);
@@ -245,6 +246,7 @@ void VelmoraDisk::giveUpUpload(const QString &path, const EntryPtr &entry, const
     if (handle.opentype & UserData::kCreated)
         failedUploads.insert(path, std::chrono::steady_clock::now());
     closeNode(*entry);
+    gaveUpUploads = true;
     entry->streamActive = false;
     entry->detached = true;
     metaDataCache->removeMetaData(path);

@@ -122,6 +122,28 @@ class Faults(VolumeTest):
         self.works_again()
         self.expect_no_locks(left_locked)
 
+    def test_what_was_refused_is_not_read_again(self):
+        """Size and date are what they were: only the kernel's pages hold the refused bytes."""
+        self.prepare("file", OLD)
+        path = os.path.join(self.volume, "file")
+        self.proxy.break_next(507, "PUT")
+        self.assertEqual(len(self.write("file", "change", b"X" * 5000)), 5000)
+        self.assertEqual(self.person.run("cat", path, text=False).stdout, OLD)
+
+    def test_a_move_whose_answer_was_lost(self):
+        for number, fault in enumerate(("cut after", "cut answer")):
+            with self.subTest(fault=fault):
+                for name in ("moved", "target"):
+                    self.prepare(f"{name}-{number}", f"content of {name}".encode())
+                moved, target = (os.path.join(self.volume, f"{name}-{number}") for name in ("moved", "target"))
+                holder = self.holder(f"target-{number}")
+                self.proxy.break_next(fault, "MOVE")
+                self.person.run("mv", moved, target)
+                self.close(holder)
+                self.assertEqual(self.person.run("cat", target).stdout, "content of moved")
+                self.assertEqual(self.on_server(f"target-{number}"), b"content of moved")
+                self.assertFalse(os.path.exists(moved))
+
     def test_cp_tells_what_was_not_written(self):
         """Nothing listens any more: cp fails, or its file is rescued."""
         local = trees.write(self.folder(), "big", NEW * 20)

@@ -114,6 +114,8 @@ class FuseVolume {
     bool ready = false;
     // libfuse's own, which it looks at with every answer.
     fuse_config *config = nullptr;
+    // Files whose pages in the kernel never came to be the file's content.
+    QSet<QString> wrongPages;
     std::unordered_map<uint64_t, Item> handles;
     uint64_t lastHandle = 0;
     OpenNodes nodes;

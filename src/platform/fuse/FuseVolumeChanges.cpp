@@ -77,6 +77,8 @@ int FuseVolume::rename(const char *kernelFrom, const char *kernelTo, unsigned fl
         return -hostErrno(error);
     orphanHandles(to);
     moveHandles(from, to);
+    if (wrongPages.remove(from))
+        wrongPages.insert(to);
     return 0;
 }
 

@@ -12,6 +12,8 @@ int FuseVolume::open(const char *kernelPath, fuse_file_info *info) {
     QString path;
     if (const int code = pathFromKernel(kernelPath, &path))
         return -code;
+    // Without it the kernel's pages of the file go with this open. libfuse looks at it afterwards.
+    config->auto_cache = !wrongPages.remove(path);
     return -openPath(path, info);
 }
 
@@ -190,7 +192,11 @@ int FuseVolume::fsync(const char *kernelPath, int, fuse_file_info *info) {
 int FuseVolume::release(const char *, fuse_file_info *info) {
     const auto found = handles.extract(info->fh);
     nodes.forget(info->fh);
-    if (found && !found.mapped().isFolder)
-        delegate->releaseFileAtPath(found.mapped().path, found.mapped().data);
+    if (!found || found.mapped().isFolder)
+        return 0;
+    const QString &path = found.mapped().path;
+    delegate->releaseFileAtPath(path, found.mapped().data);
+    if (delegate->tookBackWrites())
+        wrongPages.insert(path);
     return 0;
 }

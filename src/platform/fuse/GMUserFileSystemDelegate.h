@@ -53,6 +53,9 @@ class GMUserFileSystemDelegate {
     virtual int readFileAtPath(const QString &path, const HandlePtr &userData, char *buffer,
                                size_t size, qint64 offset, ErrorOut error) = 0;
     virtual void releaseFileAtPath(const QString &path, const HandlePtr &userData) = 0;
+    // Whether the last release left another content than was written: what the kernel keeps of the
+    // file is wrong then.
+    virtual bool tookBackWrites() const { return false; }
 
     virtual bool createFileAtPath(const QString &path, const AttributeMap &attributes, int flags,
                                   HandlePtr *userData, ErrorOut error);
