@@ -125,7 +125,7 @@ It will no longer be mounted automatically. Turn that on again in its settings o
         <translation>Web Publication</translation>
     </message>
     <message id="KQSelfServerCertificateWindowController_0">
-        <translation>The server's certificate could not be verified. Connect all the same?</translation>
+        <translation>The certificate of the server “%1” could not be verified. Connect all the same?</translation>
     </message>
     <message id="KQSelfServerCertificateWindowController_1">
         <translation>The certificate may be self-signed, out of date or made for another host, and someone may be reading along. Answer “Yes” only if you know this server. The answer holds for this session.</translation>

@@ -125,7 +125,7 @@ URL のパスと、そのフォルダーに対する権限を確認してくだ�
         <translation>Web 公開</translation>
     </message>
     <message id="KQSelfServerCertificateWindowController_0">
-        <translation>サーバー証明書を検証できませんでした。接続を続けますか？</translation>
+        <translation>サーバー「%1」の証明書を検証できませんでした。接続を続けますか？</translation>
     </message>
     <message id="KQSelfServerCertificateWindowController_1">
         <translation>証明書が自己署名である、期限が切れている、または別のホストのものである可能性があり、通信が盗聴されるおそれがあります。このサーバーを信頼できる場合にのみ「はい」を選んでください。この選択は今回の接続に限り有効です。</translation>

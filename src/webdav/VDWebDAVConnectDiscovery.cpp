@@ -134,7 +134,7 @@ bool VDWebDAVConnect::IsDAVServerInternal(const QString &path, ErrorOut error) {
 
 bool VDWebDAVConnect::acceptsCertificate() const {
     Alert question;
-    question.text = localizedText("KQSelfServerCertificateWindowController_0");
+    question.text = localizedText("KQSelfServerCertificateWindowController_0", mountUrl.host());
     question.informativeText = localizedText("KQSelfServerCertificateWindowController_1");
     question.buttons = {localizedText("Common_Button_NO"), localizedText("Common_Button_YES")};
     return VDCommonUtils::showAlert(question) == 1;

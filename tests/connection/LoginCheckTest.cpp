@@ -168,7 +168,7 @@ TEST_F(LoginCheckTest, CancellingNeedsNoMessage) {
     EXPECT_FALSE(check.checkLogin(info, {}));
     ASSERT_EQ(interface.alerts.size(), 1);
     EXPECT_EQ(interface.alerts.first().text,
-              localizedText("KQSelfServerCertificateWindowController_0"));
+              localizedText("KQSelfServerCertificateWindowController_0", QString("127.0.0.1")));
 }
 
 TEST_F(LoginCheckTest, EventsAreServedWhileTheProxyIsWorkedOut) {
