@@ -25,7 +25,8 @@ TEST(LockDiscovery, ReadsTheLastLockOfALockAnswer) {
 
 TEST(LockDiscovery, TheKindBehindTheScopeReplacesIt) {
     const auto lock = LockDiscovery::createFromXmlFromLockbody(
-        "<prop><lockdiscovery><activelock><lockscope><shared/></lockscope><locktype><write/>"
+        "<prop><lockdiscovery><activelock><lockscope><shared></shared></lockscope><locktype><write/"
+        ">"
         "</locktype></activelock></lockdiscovery></prop>",
         nullptr);
     ASSERT_TRUE(lock);

@@ -8,15 +8,10 @@
 
 #include <QHostAddress>
 
+#include "common/Deleter.h"
+
 namespace {
 
-template <auto Free>
-struct Deleter {
-    template <typename T>
-    void operator()(T *object) const {
-        Free(object);
-    }
-};
 using Key = std::unique_ptr<EVP_PKEY, Deleter<EVP_PKEY_free>>;
 using X509Ptr = std::unique_ptr<X509, Deleter<X509_free>>;
 using Bio = std::unique_ptr<BIO, Deleter<BIO_free_all>>;

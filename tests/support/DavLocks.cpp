@@ -95,8 +95,8 @@ QByteArray DavHandler::lockXml(const DavNode &node) const {
     QByteArray xml;
     for (const DavLock &lock : node.locks) {
         xml += "<D:activelock><D:locktype><D:write/></D:locktype><D:lockscope>";
-        xml += lock.shared ? "<D:shared/>" : "<D:exclusive/>";
-        xml += "</D:lockscope><D:depth>";
+        xml += QByteArray("<D:") + (lock.shared ? "shared" : "exclusive");
+        xml += "/></D:lockscope><D:depth>";
         xml += lock.infiniteDepth ? "infinity" : "0";
         xml += "</D:depth><D:owner>";
         if (state.dialect.echoOwner)

@@ -78,7 +78,7 @@ TEST_F(LockTest, SharedLocksSayWhatIsSharedAndTheShortFormAsksForNoTimeout) {
     start("3.9");
     LockPtr lock;
     ASSERT_TRUE(session->fileLock(server.url("/a"), 60, true, -1, -1, nullptr, &lock, &failure));
-    EXPECT_TRUE(server.lastRequest("LOCK").body.contains("<D:shared/>"));
+    EXPECT_TRUE(server.lastRequest("LOCK").body.contains("<D:lockscope><D:shared"));
     const RecordedRequest marks = server.lastRequest("PROPPATCH");
     EXPECT_TRUE(marks.body.contains("<Z:lockaccess>1</Z:lockaccess><Z:lockshare>1</Z:lockshare>"));
     EXPECT_EQ(marks.target, "/a");

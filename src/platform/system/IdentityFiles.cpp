@@ -10,19 +10,13 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include "common/Deleter.h"
 #include "platform/system/CertificateText.h"
 
 namespace {
 
 using Opening = IdentityStore::Opening;
 
-template <auto Free>
-struct Deleter {
-    template <typename T>
-    void operator()(T *object) const {
-        Free(object);
-    }
-};
 using Key = std::unique_ptr<EVP_PKEY, Deleter<EVP_PKEY_free>>;
 using Bio = std::unique_ptr<BIO, Deleter<BIO_free_all>>;
 using Pkcs12 = std::unique_ptr<PKCS12, Deleter<PKCS12_free>>;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <openssl/x509v3.h>
 
+#include "common/Deleter.h"
 #include "platform/system/CertificateText.h"
 
 // The walk over tokens is used by many, and has kept its form for ten years.
@@ -19,13 +20,6 @@ namespace {
 
 using Opening = IdentityStore::Opening;
 
-template <auto Free>
-struct Deleter {
-    template <typename T>
-    void operator()(T *object) const {
-        Free(object);
-    }
-};
 using Modules = std::unique_ptr<CK_FUNCTION_LIST *, Deleter<p11_kit_modules_finalize_and_release>>;
 using Iter = std::unique_ptr<P11KitIter, Deleter<p11_kit_iter_free>>;
 using Uri = std::unique_ptr<P11KitUri, Deleter<p11_kit_uri_free>>;

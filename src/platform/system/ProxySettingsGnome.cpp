@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "common/Deleter.h"
 #include "platform/system/ProxySettings.h"
 
 // GIO has members of that name.
@@ -8,13 +9,6 @@
 
 namespace {
 
-template <auto Free>
-struct Deleter {
-    template <typename T>
-    void operator()(T *object) const {
-        Free(object);
-    }
-};
 using Schema = std::unique_ptr<GSettingsSchema, Deleter<g_settings_schema_unref>>;
 using Settings = std::unique_ptr<GSettings, Deleter<g_object_unref>>;
 using Chars = std::unique_ptr<char, Deleter<g_free>>;
