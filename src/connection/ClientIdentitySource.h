@@ -11,9 +11,3 @@ class ClientIdentitySource {
     // The one chosen identity; empty when nothing was chosen. May ask the user. Main thread.
     virtual QList<ClientIdentity> getClientIdentity() = 0;
 };
-
-// For a program without a way to choose.
-class NoClientIdentity : public ClientIdentitySource {
-  public:
-    QList<ClientIdentity> getClientIdentity() override { return {}; }
-};

@@ -8,11 +8,11 @@
 
 #include "app/AppDelegate.h"
 #include "common/Text.h"
-#include "connection/ClientIdentitySource.h"
 #include "connection/VDAutoProxySetting.h"
 #include "connection/VDConnectionInfo.h"
 #include "fs/VelmoraDisk.h"
 #include "platform/system/Preferences.h"
+#include "support/NoClientIdentity.h"
 #include "support/RecordingInterface.h"
 #include "support/WaitFor.h"
 

@@ -7,13 +7,13 @@
 #include "app/AppDelegate.h"
 #include "app/StatusItem.h"
 #include "common/Text.h"
-#include "connection/ClientIdentitySource.h"
 #include "connection/ConnectionRules.h"
 #include "connection/SettingsWindow.h"
 #include "connection/SystemProxySource.h"
 #include "connection/VDConnectionInfo.h"
 #include "platform/system/LoginItems.h"
 #include "platform/system/Preferences.h"
+#include "support/NoClientIdentity.h"
 #include "support/RecordingInterface.h"
 
 struct RecordedLoginItems : LoginItems {

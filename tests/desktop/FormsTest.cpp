@@ -17,10 +17,10 @@
 
 #include "SettingsForm.h"
 #include "common/Text.h"
-#include "connection/ClientIdentitySource.h"
 #include "connection/SettingsWindow.h"
 #include "connection/VDConnectionInfo.h"
 #include "platform/desktop/Forms.h"
+#include "support/NoClientIdentity.h"
 
 namespace {
 

@@ -168,8 +168,6 @@ void Binder::listen(const QString &name, TabGroup &tabs) {
 void Binder::bindWindow(Window &window) {
     auto &dialog = dynamic_cast<QDialog &>(form);
     window.onChanged = [&window, &dialog] {
-        if (!window.title().isNull())
-            dialog.setWindowTitle(window.title());
         if (window.isHidden() == dialog.isHidden() && window.isModal() == dialog.isModal())
             return;
         // A window takes the change from or to a modal one only while it is hidden.

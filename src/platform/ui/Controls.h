@@ -132,8 +132,6 @@ class Window : public Control {
     std::function<void()> onRaise;
     std::function<bool()> isOptionHeld;
 
-    const QString &title() const { return text; }
-    void setTitle(const QString &title) { change(text, title); }
     bool isVisible() const { return !isHidden(); }
     void show() { setHidden(false); }
     void hide() { setHidden(true); }
@@ -148,7 +146,6 @@ class Window : public Control {
     void userClose();
 
   private:
-    QString text;  // null: the view's own
     bool modal = false;
     int modalCode = 0;
 };
